@@ -115,8 +115,8 @@ private:
 };
 
 /**
- * A trace of a message. The level must be enabled on the channel. The destructor restores the `errno` of the
- * construction, so create the object before the arguments of log() are evaluated.
+ * A trace of a message. The level must be enabled on the channel. The destructor restores the value that `errno` had
+ * when the object was created, so create the object before the arguments of log() are evaluated.
  */
 class MessageTrace {
 public:

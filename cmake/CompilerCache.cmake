@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-# Compiles with ccache if ccache is installed and CMAKE_<LANGUAGE>_COMPILER_LAUNCHER is not set.
+# Compiles with ccache if the option RYNVEL_COMPILER_CACHE is on, ccache is installed, this project is not a part of
+# another project, and CMAKE_<LANGUAGE>_COMPILER_LAUNCHER is not set.
 
 find_program(RYNVEL_CCACHE ccache)
 mark_as_advanced(RYNVEL_CCACHE)

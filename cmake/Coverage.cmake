@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # Records which lines and branches of the project's own code run. A process writes its counts when it ends with exit().
-# The object of CoverageDump.c also writes the counts when the process ends in other ways.
+# The object of CoverageDump.c also writes the counts when the process ends by SIGABRT, raise() or _exit().
 
 # Without a filter, the code of tests and of the C++ library would also record its counts, which takes time.
 set(covered_folders base common cppsrc include maps server tools ziltrace/include ziltrace/src)

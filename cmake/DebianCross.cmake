@@ -10,5 +10,6 @@ set(CMAKE_FIND_ROOT_PATH /usr/${triplet})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-# The packages of header-only libraries do not depend on the architecture, so the build machine has them.
+# The packages of header-only libraries do not depend on the architecture, so the build can use those of the build
+# machine.
 set(RYNVEL_HEADER_LIBRARIES /usr/include)

@@ -16,11 +16,11 @@ if(NOT TARGET GTest::gtest_main)
 endif()
 
 # The options for the code of tests, GoogleTest included. The code under test has the options of the build type.
-# -O0: With a sanitizer, optimization takes minutes.
+# -O0: With a sanitizer, optimization makes the compile time of the tests minutes longer.
 # -g1: The debugging information is enough for a stack trace.
 # -U_FORTIFY_SOURCE: Fortification needs optimization.
 set(test_options -O0 -g1 -Wp,-U_FORTIFY_SOURCE)
-# ccache stores code with precompiled headers only with this option.
+# ccache stores objects that are compiled with a precompiled header only if this option is set.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   list(APPEND test_options -fpch-preprocess)
 endif()

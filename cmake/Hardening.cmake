@@ -4,7 +4,8 @@
 # because the checked functions of the C library need optimization, and the sanitizers have their own checks.
 
 add_library(rynvel_hardening INTERFACE)
-# librynvel does not use this target, because each register operation would take up to a quarter longer.
+# librynvel does not use the target rynvel_stack_protection, because each register operation would take up to a quarter
+# longer.
 add_library(rynvel_stack_protection INTERFACE)
 if(RYNVEL_HARDENING)
   include(CheckPIESupported)

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
-# Header-only libraries. A build for another architecture finds them in its sysroot. If they are not there, the build
-# searches the folder RYNVEL_HEADER_LIBRARIES of the build machine, which the toolchain file may set. The compiler must
-# not find the C library headers of another architecture. It therefore searches a folder that contains only links to
-# these libraries.
+# Header-only libraries. A build for another architecture searches its sysroot, and then the folder
+# RYNVEL_HEADER_LIBRARIES of the build machine, which the toolchain file may set. That folder also contains the C
+# library headers of the build machine, which the compiler must not find. The compiler therefore searches a folder that
+# contains only links to the header-only libraries.
 
 function(rynvel_add_header_library target package)
   set(folder "${PROJECT_BINARY_DIR}/headers/${target}")

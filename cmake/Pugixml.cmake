@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# The XML parser for register maps, pugixml. Links the static library if there is one, so that a program does not need
-# the shared library on its machine.
+# The XML parser for register maps, pugixml. Links the static library if there is one, so that the programs do not need
+# the shared library at run time.
 
 find_path(RYNVEL_PUGIXML_HEADERS pugixml.hpp)
 find_library(RYNVEL_PUGIXML_LIBRARY NAMES libpugixml.a pugixml PATH_SUFFIXES "${triplet}")

@@ -2,7 +2,8 @@
 # Builds and installs the site: the documentation, the manual pages and the reference as HTML pages.
 
 set(site_folder "${PROJECT_BINARY_DIR}/site")
-# A page may show any file of the project to which another page links. The target depends on the files that change most.
+# The site may contain any file of the project to which a page links. The target depends only on the files that change
+# most often.
 file(GLOB_RECURSE site_sources CONFIGURE_DEPENDS LIST_DIRECTORIES false
   "${PROJECT_SOURCE_DIR}/*.md" "${PROJECT_SOURCE_DIR}/docs/*" "${PROJECT_SOURCE_DIR}/include/*")
 list(FILTER site_sources EXCLUDE REGEX "^${PROJECT_BINARY_DIR}/|^${PROJECT_SOURCE_DIR}/build/")

@@ -14,9 +14,9 @@
 namespace Common {
 
 /**
- * Forwards lock() and unlock() to a wrapped mutex. Within a guarded access, only the first lock() locks the wrapped
- * mutex, and unlock() does nothing. The caller of the guarded access unlocks the wrapped mutex with endAccess(), in a
- * stack frame that a fault does not skip.
+ * Forwards lock() and unlock() to a wrapped mutex. Within a guarded access of BusErrorGuard, only the first lock()
+ * locks the wrapped mutex, and unlock() does nothing. The caller of the guarded access unlocks the wrapped mutex with
+ * endAccess(), in a stack frame that a fault does not skip.
  *
  * The thread rules of the wrapped mutex apply. A thread runs one guarded access at a time.
  */

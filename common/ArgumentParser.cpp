@@ -13,7 +13,7 @@ namespace Common {
 
 namespace {
 
-/** Adds an option or a positional argument with a value to `app`, and returns it; null if `app` is null. */
+/** Adds an option or a positional argument with a value to `app`. Returns the option; null if `app` is null. */
 template <typename Value>
 CLI::Option* addValue(CLI::App* app, const std::string& names, const std::string& valueName, Value& value,
                       const std::string& summary) {
@@ -114,7 +114,7 @@ std::string describeNumberOfValues(const std::string& problem) {
                                          : problem.substr(0, position) + ": the option has several values (give one)";
 }
 
-/** Returns the command that the command line selects last; the program itself if it selects none. */
+/** Returns the innermost command that the command line selects; the program itself if no command is selected. */
 CLI::App& selectedCommand(CLI::App& app) {
     const std::vector<CLI::App*> selected = app.get_subcommands();
     return selected.empty() ? app : selectedCommand(*selected.front());
@@ -133,7 +133,9 @@ std::string describeUnexpectedArgument(CLI::App& app, const std::string& word) {
     return object + "unknown command '" + word + "'" + suggestionFor(command, word);
 }
 
-/** Returns the names of a command in the program, such as "maps list"; empty for the program itself. */
+/**
+ * Returns the name of a command after the names of its outer commands, as in "maps list"; empty for the program itself.
+ */
 std::string pathOf(const CLI::App& command) {
     if (command.get_parent() == nullptr) {
         return "";
@@ -145,7 +147,7 @@ std::string pathOf(const CLI::App& command) {
 /** The column in which the descriptions of a help begin. */
 constexpr std::size_t descriptionColumn = 26;
 
-/** Breaks a line at blanks so that each part fits in a terminal, and ends the last part with a line end. */
+/** Breaks a line at spaces into lines of at most 80 characters, where possible. Ends each line with a newline. */
 std::string wrapped(std::string line) {
     constexpr std::size_t longestLine = 80;
     const std::size_t indentation = line.compare(0, 1, " ") == 0 ? descriptionColumn : 0;

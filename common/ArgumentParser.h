@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-// Only one source file includes the parsing library, because it takes longer to compile than the rest of a program.
+// Only one source file includes the parsing library, because the headers of this library take long to compile.
 namespace CLI {
 class App;
 class Option;

@@ -14,7 +14,7 @@ namespace {
  * Returns whether a faulty access caused the signal, rather than a process that sent it.
  *
  * On 32-bit ARM, an external abort has the signal code of a sent signal, and has the fault address in place of the
- * process ID of the sender. A fault address is higher than every process ID.
+ * process ID of the sender. The address of a mapped register is higher than the highest process ID.
  */
 bool isFault(const siginfo_t& info) {
     constexpr std::uintptr_t highestProcessId = 4194304;
@@ -68,9 +68,9 @@ void BusErrorGuard::handleSignal(int /*signal*/, siginfo_t* info, void* context)
         pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(context)->uc_sigmask, nullptr);
         siglongjmp(*s_recoveryPoint, 1);
     }
-    // After the handler returns, the processor repeats the access, and the previous action handles the fault. The
-    // previous handler may itself have replaced this one, and may now restore it. The two would then call each other
-    // forever. Therefore, the next fault that this handler does not recover from has the default action.
+    // After this handler returns, the processor repeats the access, and the previous action handles the fault. The
+    // previous action may be a handler that in turn restores this handler. Both handlers would then restore each other
+    // forever. Therefore, this handler restores the previous action only once, and the default action after that.
     sigaction(SIGBUS, &s_previousAction, nullptr);
     s_previousAction = {};
 }

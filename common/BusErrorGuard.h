@@ -14,9 +14,9 @@ namespace Common {
 /**
  * Runs accesses to mapped registers that may cause a bus error (SIGBUS).
  *
- * Any number of threads may run guarded accesses at the same time. A fault outside run() ends the process, as it would
- * without this class. The handler ignores a SIGBUS that a process has sent. Code that sets another handler after
- * install(), or that blocks SIGBUS in the thread of the access, makes the guard ineffective.
+ * Any number of threads may run guarded accesses at the same time. A fault outside run() has the same effect as without
+ * this class: by default, the fault ends the process. The handler ignores a SIGBUS that a process has sent. Code that
+ * sets another handler after install(), or that blocks SIGBUS in the thread of the access, makes the guard ineffective.
  *
  * After a fault, the handler leaves the access by siglongjmp(). This is safe for the following reasons:
  *
@@ -28,15 +28,15 @@ namespace Common {
  * - In C++, a jump over an object with a non-trivial destructor is undefined behavior. The library uses an object with
  *   such a destructor to hold the mutex of a device. The destructor has nothing to do in a guarded access, because the
  *   caller of run() unlocks the AccessMutex.
- * - The function that calls sigsetjmp() has no variable that changes afterwards. The compiler does not merge its stack
- *   frame with the frame of a caller, because the function is not inlined.
+ * - The function that calls sigsetjmp() has no variable that changes afterwards. The compiler does not merge the stack
+ *   frame of the function with the frame of a caller, because the function is not inlined.
  */
 class BusErrorGuard {
 public:
     /**
-     * Installs the SIGBUS handler of the process. A fault outside run() then has the effect that it had before. You may
-     * call the function again, for example because other code may have replaced the handler. Do not call the function
-     * in several threads at the same time.
+     * Installs the SIGBUS handler of the process. A fault outside run() keeps its previous effect. You may call the
+     * function again, for example because other code may have replaced the handler. Do not call the function in several
+     * threads at the same time.
      */
     static void install();
 

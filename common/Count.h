@@ -11,7 +11,10 @@
 
 namespace Common {
 
-/** Returns the number with its noun, for example "1 register" or "2 registers". */
+/**
+ * Returns the number with a noun, for example "1 register" or "2 registers". `noun` is a singular whose plural ends
+ * with "s".
+ */
 inline std::string counted(std::size_t number, const std::string& noun) {
     return std::to_string(number) + ' ' + noun + (number == 1 ? "" : "s");
 }

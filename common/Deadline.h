@@ -30,7 +30,7 @@ public:
 
     /**
      * Returns the time left in milliseconds, rounded up, for poll(). Returns 0 if the deadline has passed, and -1 if
-     * there is no limit. Returns INT_MAX, which is 24 days, if more time is left.
+     * there is no limit. Returns INT_MAX, which is about 24.8 days, if more time is left.
      */
     int pollTimeout() const;
 

@@ -1,7 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /**
- * @file
- * A file descriptor that closes itself.
+ * @file A class that owns a file descriptor.
  */
 #ifndef RYNVEL_COMMON_DESCRIPTOR_H
 #define RYNVEL_COMMON_DESCRIPTOR_H

@@ -20,7 +20,8 @@ namespace Common {
 const std::vector<Rynvel::MemoryDevice>& devices();
 
 /**
- * Thrown if the library's row of a device differs from the program's row. The text is one line with the differences.
+ * Thrown if the library's row of a device differs from the program's row, or is missing. The text is one line with the
+ * differences.
  */
 class DeviceTableMismatch : public std::runtime_error {
 public:

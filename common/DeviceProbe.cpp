@@ -48,11 +48,11 @@ public:
         const auto size = attribute("size");
         if (!offset || !size || *size == 0) {
             return failed(
-                "sysfs describes no memory map (the path must be a symbolic link with a bare name such as uio0)");
+                "sysfs describes no memory map (the path must be a symbolic link to a bare name such as uio0)");
         }
         if (*offset >= *size || *size > UINT32_MAX) {
             return failed(
-                "the memory map in sysfs has an unusable size (it must be greater than the offset and below 4 GiB)");
+                "the memory map in sysfs has an unusable size (must be greater than the offset and below 4 GiB)");
         }
         return map(descriptor, *offset, *size);
     }
@@ -101,7 +101,7 @@ private:
 Probe openFiles(const Rynvel::MemoryDevice& row, std::optional<DeviceOpener>& opener) {
     const DeviceTypeInfo* const type = findDeviceTypeInfo(row.m_type);
     if (type == nullptr) {
-        return failed(row, "the device type has no backend");
+        return failed(row, "the device type is not supported");
     }
     if (type->access == AccessMethod::Remote) {
         return failed(row, "a remote device has no device file");

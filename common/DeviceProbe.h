@@ -38,7 +38,7 @@ struct OpenedDevice {
 /**
  * Opens a local device for this caller alone. Opens the files that the backend opens, maps the registers if the device
  * type has a map, and passes the open files and the map to the backend. The backend then has no step left that can fail
- * and end the process. Does not open a remote device, because a remote device has no device file.
+ * and end the process. Fails for a remote device, which has no device file.
  */
 OpenedDevice openDevice(const Rynvel::MemoryDevice& row);
 

@@ -32,12 +32,15 @@ bool isDigit(char character) { return character >= '0' && character <= '9'; }
 /** Returns whether a number has a zero before another digit of its whole part. */
 bool hasLeadingZero(std::string_view number) { return number.size() > 1 && number[0] == '0' && isDigit(number[1]); }
 
-/** Returns the position of the unit. */
+/** Returns the position of the unit in a duration; the length of the text if there is no unit. */
 std::size_t endOfNumber(const std::string& text) {
     return std::min(text.find_first_not_of("0123456789."), text.size());
 }
 
-/** Returns a number of units; none if it is not a number, or not a whole number of milliseconds. */
+/**
+ * Returns a duration of `number` units; none if the text is not a number, or if the duration is not a whole number of
+ * milliseconds.
+ */
 std::optional<std::chrono::milliseconds> multiplied(std::string_view number, std::chrono::milliseconds unit) {
     const std::size_t point = std::min(number.find('.'), number.size());
     const auto whole = parseNumber(number.substr(0, point), eightDigits);
@@ -62,8 +65,8 @@ std::optional<std::chrono::milliseconds> multiplied(std::string_view number, std
 }
 
 /**
- * Returns the text without leading zeros and without a point at the end. Inserts a zero before a point at the
- * beginning.
+ * Returns the text without leading zeros and without a point at the end of the number. Inserts a zero before a point at
+ * the beginning.
  */
 std::string corrected(const std::string& text) {
     const std::size_t end = endOfNumber(text);

@@ -15,8 +15,8 @@
 namespace Common {
 
 /**
- * Parses a decimal number with the unit ms, s, m or h, as in "500ms" or "1.5s". The number has no leading zero
- * before another digit. The time must be a whole number of milliseconds. The number 0 needs no unit. The maximum is one
+ * Parses a decimal number with the unit ms, s, m or h, as in "500ms" or "1.5s". The number has no leading zero before
+ * another digit. The duration must be a whole number of milliseconds. The number 0 needs no unit. The maximum is one
  * day.
  *
  * @return the duration; empty for any other text.

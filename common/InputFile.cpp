@@ -19,7 +19,7 @@ namespace {
 
 std::system_error lastError() { return {errno, std::generic_category()}; }
 
-/** A file that is opened without waiting. */
+/** A file to read until a deadline. The file is non-blocking, unless it is standard input. */
 class InputFile {
 public:
     InputFile(const std::string& name, const Deadline& deadline)
@@ -33,7 +33,9 @@ public:
         }
     }
 
-    /** Standard input. It stays blocking, because other processes may share it. */
+    /**
+     * Duplicates a descriptor. The file stays blocking, because other processes may share the open file description.
+     */
     InputFile(int descriptor, const std::string& name, const Deadline& deadline)
         : m_name(name), m_deadline(deadline), m_file(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0)), m_mayBlock(true) {
         if (!m_file.isOpen()) {

@@ -33,7 +33,7 @@ std::string readFile(const std::string& name, std::size_t most, const Deadline& 
  *
  * @param name the name of standard input, for ReadTimedOut.
  * @throws std::system_error if standard input cannot be read.
- * @throws ReadTimedOut
+ * @throws ReadTimedOut if the deadline passes.
  */
 std::string readStandardInput(const std::string& name, std::size_t most, const Deadline& deadline = {});
 

@@ -11,7 +11,7 @@ namespace {
 
 /**
  * Returns the smallest number of changes that turn one word into the other. A change replaces, inserts or deletes a
- * letter, or swaps two adjacent letters.
+ * character, or swaps two adjacent characters.
  */
 std::size_t distance(const std::string& one, const std::string& other) {
     std::vector<std::vector<std::size_t>> table(one.size() + 1, std::vector<std::size_t>(other.size() + 1));

@@ -12,9 +12,9 @@
 namespace Common {
 
 /**
- * Returns the names that differ least from a word, in the order of `names`. A letter that is changed, missing,
- * extra or swapped with its neighbor is one mistake. Leaves out a name with more than two mistakes, or with at
- * least as many mistakes as the word has letters.
+ * Returns the names that differ least from a word, in the order of `names`. A character that is changed, missing, extra
+ * or swapped with its neighbor is one mistake. Leaves out a name with more than two mistakes, or with at least as many
+ * mistakes as the word has characters.
  */
 std::vector<std::string> nearestNames(const std::string& word, const std::vector<std::string>& names);
 

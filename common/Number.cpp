@@ -40,7 +40,7 @@ std::errc read(std::string_view text, const NumberFormat& format, std::uint32_t&
     return result.ptr != end || digits.text.size() > format.maxDigits ? std::errc::invalid_argument : result.ec;
 }
 
-/** Converts an octal number of at most 32 bits to a hexadecimal number with 0x; empty for any other text. */
+/** Returns an octal number of at most 32 bits as a hexadecimal number with 0x; empty for any other text. */
 std::string inHexadecimal(std::string_view octal) {
     std::uint32_t number = 0;
     const char* const end = octal.data() + octal.size();

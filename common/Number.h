@@ -40,16 +40,17 @@ std::optional<std::uint32_t> parseNumber(std::string_view text, const NumberForm
 std::string_view withoutLeadingZeros(std::string_view text);
 
 /**
- * Returns the hint for a number with a leading zero, which the user may mean as an octal number. For example, the
- * hint for "010" is "write 10 or 0x8". The hint names the decimal and the octal meaning, each only if it fits in 32
- * bits. Returns an empty text if neither fits, and for any other text.
+ * Returns the hint for a number with a leading zero, which the user may mean as an octal number. For example, the hint
+ * for "010" is "write 10 or 0x8". The hint gives the decimal value, and the octal value of two or more octal digits.
+ * The hint leaves out a value that does not fit in 32 bits. Returns an empty text if no value fits, and for any other
+ * text.
  */
 std::string hintForLeadingZero(std::string_view text);
 
-/** Returns 0x and as many hexadecimal digits as a register of `width` bits has. */
+/** Returns 0x and at least as many hexadecimal digits as a register of `width` bits has. */
 std::string hexadecimal(std::uint64_t value, unsigned int width = 32);
 
-/** Returns the same digits without 0x. */
+/** Returns the digits of hexadecimal(), without 0x. */
 std::string hexadecimalDigits(std::uint64_t value, unsigned int width);
 
 } // namespace Common

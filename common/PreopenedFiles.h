@@ -15,7 +15,7 @@
 
 namespace Common {
 
-/** A range of mapped addresses. The destructor unmaps it. */
+/** A range of mapped addresses. The destructor unmaps the range. */
 class MappedRange {
 public:
     MappedRange(void* begin, std::size_t size) : m_begin(begin), m_size(size) {}
@@ -30,22 +30,24 @@ private:
 
 /**
  * Opens and maps files in advance, for the thread that creates the object. While the object exists, open() of that
- * thread returns the preopened descriptor of a path, and mmap() of the mapped descriptor at offset 0 returns the
- * existing mapping. The functions return each descriptor and the mapping only once. The destructor closes
- * descriptors that were not returned, and unmaps a mapping that was not returned.
+ * thread returns the preopened descriptor of a path, and mmap() of the mapped descriptor at offset 0, with the same
+ * size, returns the existing mapping. The functions return each descriptor and the mapping only once. The destructor
+ * closes descriptors that were not returned, and unmaps a mapping that was not returned.
  *
- * The backends of the library open and map a device file themselves, and end the process if that fails. If a backend
- * cannot read the attributes of a UIO device, it uses 0 instead. A program that checks the files beforehand must pass
- * the open files on to the backend, because a second attempt may fail.
+ * A backend of the library opens its device file itself, and a mapped backend also maps the file. If the file cannot be
+ * mapped, or if a seekable device or an FPGA cannot be opened, the backend ends the process. The backend of UIO devices
+ * uses 0 for an attribute that cannot be read. A program that checks the files beforehand must pass the open files on
+ * to the backend, because a second attempt may fail.
  *
- * The program defines functions with the names of the C library's functions. The linker binds the calls of librynvel to
- * the functions of the program. Simpler ways do not work:
+ * The program defines functions with the names of the C library's functions. The dynamic linker binds the calls of
+ * librynvel to the functions of the program. Simpler ways do not work:
  *
  * - Opening /proc/self/fd/N opens the file again. That fails if the driver allows only one open file.
- * - A class derived from a mapped backend could construct it as a fake device, and set its file and its mapping. But
- *   the traces would then report a fake device, and no backend of seekable files has a constructor for a fake device.
+ * - A class derived from a mapped backend could construct the backend as a fake device, and set the descriptor and the
+ *   mapping of the backend. But the traces would then report a fake device, and no backend of seekable files has a
+ *   constructor for a fake device.
  * - The backends open and map through their member LinuxIo, which has no virtual functions. Virtual functions would
- *   change the binary interface of the library, and only two programs need them.
+ *   change the binary interface of the library, and only the programs of this project need them.
  */
 class PreopenedFiles {
 public:

@@ -83,8 +83,8 @@ Lookup lookUpBlocking(const std::string& host, int flags) {
     return lookup;
 }
 
-// The resolver has no time-out. If the deadline passes, the thread continues until the resolver returns. The
-// result is discarded.
+// The resolver has no time-out. If the deadline passes, the thread of the lookup continues until the resolver returns,
+// and its result is discarded.
 Lookup lookUpWithDeadline(const std::string& host, const Deadline& deadline, const WaitCallback& waitCallback) {
     std::packaged_task<Lookup()> task([host] { return lookUpBlocking(host, 0); });
     std::future<Lookup> result = task.get_future();
@@ -134,7 +134,8 @@ int beginToConnect(int socket, const ServerAddress& server, const Deadline& dead
     address.sun_family = AF_UNIX;
     server.path.copy(address.sun_path, server.path.size());
     int error = beginToConnect(socket, address);
-    // The queue of the server is full. Neither poll() nor a blocking socket says when it has room.
+    // EAGAIN means that the backlog of the server is full. poll() does not report when the backlog has room, so the
+    // loop tries again.
     while (error == EAGAIN) {
         if (deadline.hasPassed()) {
             throw timedOut();
@@ -280,7 +281,7 @@ void RecordConnection::requireInSync() const {
 void RecordConnection::requireNoExtraBytes() const {
     char byte = 0;
     if (::recv(descriptor(), &byte, sizeof(byte), MSG_PEEK | MSG_DONTWAIT) > 0) {
-        throw notRegisterServer("it sends bytes that are not part of a response");
+        throw notRegisterServer("the peer sends bytes that are not part of a response");
     }
 }
 

@@ -78,7 +78,8 @@ public:
     /**
      * Sends a request and returns the response, which may report an error of the server. Throws if the peer cannot be a
      * register server: if the result is neither Success nor Error, if the length is above 128, or if the peer sends
-     * further bytes. Only interrupt records may follow the response to WaitForInterrupt.
+     * further bytes. After the response to WaitForInterrupt, further bytes are not an error, because interrupt records
+     * may follow.
      */
     Rynvel::Response exchange(const Rynvel::Request& request, const Deadline& deadline);
 

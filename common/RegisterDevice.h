@@ -84,8 +84,9 @@ std::unique_ptr<RegisterDevice> wrap(std::unique_ptr<Rynvel::Device<T>> device, 
                                      std::optional<std::uint32_t> mapSize);
 
 /**
- * Opens the device of a table row. The result does not share the device with other callers. If the backend cannot open
- * its device file, an assertion of the library ends the process. openDevice() avoids this.
+ * Opens the device of a table row. The result does not share the device with other callers. If a device file cannot be
+ * mapped, or if the file of a seekable device or an FPGA cannot be opened, an assertion of the library ends the
+ * process. openDevice() avoids this.
  *
  * @param mapSize the size of the accessible range in bytes, which begins at register index 0; empty to check no
  * addresses.

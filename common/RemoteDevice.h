@@ -29,7 +29,7 @@ namespace Common {
 class RemoteDevice {
 public:
     /**
-     * Connects to the server, and makes it open the device.
+     * Connects to the server, and makes the server open the device.
      *
      * @param name the device name at the server, at most 127 characters.
      * @param width the register width in bits: 8, 16 or 32.

@@ -51,7 +51,7 @@ ServerAddress parseServerAddress(const std::string& text) {
     if (port.value_or(0) == 0) {
         if (host + ':' == localPrefix) {
             throw ServerAddressError("server address '" + text +
-                                     "' is not a local socket (give its absolute path: unix:/PATH)");
+                                     "' is not a local socket (give the absolute path of the socket: unix:/PATH)");
         }
         throw ServerAddressError("port '" + portText + "' is not a decimal number from 1 to " +
                                  std::to_string(largestPort));

@@ -21,14 +21,14 @@ struct ServerAddress {
     std::string host;
     /** The port, in host byte order. */
     std::uint16_t port;
-    /** The absolute path of a local socket. If it is empty, the server has the host and the port. */
+    /** The absolute path of a local socket; empty for a server with a host and a port. */
     std::string path = {};
 };
 
 /** The text that precedes the path of a local socket on command lines. */
 constexpr const char* localPrefix = "unix:";
 
-/** The length of the longest path of a local socket. */
+/** The length in bytes of the longest path of a local socket. */
 constexpr std::size_t longestLocalPath = 107;
 
 /** Thrown if a text is not the address of a server. The text says why. */

@@ -11,7 +11,7 @@ namespace {
 template <typename Number>
 Number requestParameterOf(int (*)(int, Number, ...));
 
-// The type of a request: unsigned long in the GNU C library, int in others.
+// The type of the second parameter of ioctl(): unsigned long in the GNU C library, int in other C libraries.
 using RequestNumber = decltype(requestParameterOf(::ioctl));
 
 // Returns the 32 bits of the request. A direct conversion to unsigned long would extend the sign.

@@ -14,7 +14,7 @@ IMutex::~IMutex() = default;
 PthreadMutex::PthreadMutex(PthreadMutexType type) {
     RYNVEL_ENTER();
     RYNVEL_TRACE_POINT(here);
-    // If the initialization fails, lock() and unlock() must fail. These bytes make them fail.
+    // If the initialization fails, lock() and unlock() must fail. These bytes are not a valid mutex, so both fail.
     std::memset(&m_mutex, 0xFF, sizeof(m_mutex));
     if (type != PthreadMutexType::PriorityInherit) {
         succeeded(pthread_mutex_init(&m_mutex, nullptr), "pthread_mutex_init", here);

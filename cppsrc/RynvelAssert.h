@@ -13,7 +13,7 @@ namespace Rynvel {
 template <typename Line>
 Line lineParameterOf(void (*)(const char*, const char*, Line, const char*));
 
-/** The type of a line: unsigned int in the GNU C library, int in others. */
+/** The type of the line number in __assert_fail(): unsigned int in the GNU C library, int in other C libraries. */
 using AssertionLine = decltype(lineParameterOf(__assert_fail));
 
 /** Fails a standard assertion, whose message contains the given source file, line and function. */

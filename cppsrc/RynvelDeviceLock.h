@@ -11,7 +11,9 @@
 
 namespace Rynvel {
 
-/** A scope that locks the mutex of a device. It makes no virtual calls to a PthreadMutex unless locks are traced. */
+/**
+ * A scope that locks the mutex of a device. A PthreadMutex is locked without virtual calls, unless locks are traced.
+ */
 class DeviceLock {
 public:
     explicit DeviceLock(IMutex& mutex) : m_mutex(mutex), m_direct(isDirect(mutex)) {

@@ -69,7 +69,7 @@ void storeLength(Record& record, std::uint32_t length) {
     }
 }
 
-// Returns the number of values in the record. The length in a received record may exceed the capacity.
+// Returns the number of values in the record, at most the capacity. The length in a received record may be greater.
 template <typename Record>
 std::uint32_t validLength(const Record& record) {
     return std::min(ntohl(record.length), recordCapacity);

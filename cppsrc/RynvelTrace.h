@@ -13,8 +13,8 @@
 namespace Rynvel {
 
 /**
- * Returns the lower 32 bits of a number or a pointer. A stream writes the result with all hexadecimal digits of the
- * type of the number, at most 8.
+ * Returns the lower 32 bits of a number or a pointer. A stream writes the result with two hexadecimal digits for each
+ * byte of an unsigned `T`, at most 8 digits.
  */
 template <typename T>
 HexU32Struct Hex(T value) {

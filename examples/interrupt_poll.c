@@ -45,7 +45,7 @@ int main(void) {
     /* Rynvel_receiveInterrupts() enables the interrupt again, so clear the source of the interrupt first. */
     if (!pollUntilReady(clock) || Rynvel2_write32(clock, INTERRUPT_CLEAR, 1) != 0 ||
         Rynvel_receiveInterrupts(clock, &count) != 0) {
-        fprintf(stderr, "interrupt_poll: no interrupt arrived\n");
+        fprintf(stderr, "interrupt_poll: rtc0: no interrupt arrived, or clearing or receiving it failed\n");
         return 1;
     }
     printf("  received interrupt number %lu\n", count);

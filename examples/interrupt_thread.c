@@ -33,7 +33,7 @@ static void* receiveInterrupts(void* argument) {
     while (interruptsLeft > 0) {
         unsigned long count = 0;
         if (!setAlarm(clock) || Rynvel_receiveInterrupts(clock, &count) != 0) {
-            fail("an operation on the clock");
+            fail("rtc0: setting the alarm or receiving the interrupt");
             return NULL;
         }
         printf("  received interrupt number %lu of the clock\n", count);
@@ -47,11 +47,11 @@ static void* receiveInterrupts(void* argument) {
 static unsigned long workOnRegisters(int device) {
     unsigned long writes = 0;
     if (Rynvel_write32(device, 0x10, 0xABCDEF00) != 0) {
-        fail("a write");
+        fail("traf.top: a write");
     }
     for (; interruptsLeft > 0; ++writes) {
         if (Rynvel_writeBitmask32(device, 0x10, (uint32_t)writes, 0x000000FF) != 0) {
-            fail("a masked write");
+            fail("traf.top: a masked write");
         }
     }
     return writes;
@@ -70,7 +70,7 @@ int main(void) {
     printf("  %s masked writes until the last interrupt\n", workOnRegisters(device) > 1000 ? "thousands of" : "few");
     pthread_join(receiver, NULL);
     if (Rynvel2_write32(clock, INTERRUPT_MASK, 0) != 0 || Rynvel_read32(device, 0x10, &value) != 0) {
-        fail("the last operation");
+        fail("rtc0 or traf.top: the last operation");
     }
     printf("  register 0x10 of traf.top holds 0x%08lx\n", (unsigned long)value);
     return failed;

@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Uses registers and an interrupt of the board with rynvelctl. The clock has a register map, so the registers have
-# names.
+# Uses registers and an interrupt of the board with rynvelctl. The clock has a register map, so the commands use
+# the names of its registers.
 # Usage: session.sh FOLDER_OF_RYNVELCTL FOLDER_OF_MAPS
 PATH=$1:$PATH
 RYNVEL_MAPS=$2

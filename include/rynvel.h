@@ -60,10 +60,10 @@
  *
  * Addresses. The Rynvel2_ functions and the 8-bit functions pass their address to the device unchanged. The address is
  * a byte offset for a seekable device, and a register index for a mapped device or an FPGA. The Rynvel_ functions for
- * 16 and 32 bits divide their byte address by the register size in bytes, and pass the quotient to the device. They
- * silently drop the low bits of an unaligned address. An Lseek16, Lseek32 or TyvonInterrupt device uses the quotient as
- * a byte offset: use the Rynvel2_ functions for these devices. No function checks an address against the size of the
- * device.
+ * 16 and 32 bits divide their byte address by the register size in bytes, and pass the quotient to the device. The
+ * division silently drops the low bits of an unaligned address. An Lseek16, Lseek32 or TyvonInterrupt device uses the
+ * quotient as a byte offset: use the Rynvel2_ functions for these devices. No function checks an address against the
+ * size of the device.
  *
  * Byte order. If `byteOrder` is 0, a burst leaves the items unchanged, in the byte order of the processor. If
  * `byteOrder` has any other value, the burst reverses the bytes of every item. On a little-endian processor, the items
@@ -163,10 +163,10 @@ RYNVEL_EXPORT int Rynvel_disableInterrupts(int handle);
 RYNVEL_EXPORT int Rynvel_receiveInterrupts(int handle, unsigned long* info);
 
 /**
- * Returns the file descriptor of the device, or -1 if the device has none. For a device with interrupts, poll() reports
- * the descriptor as readable when an interrupt has arrived. For a remote device, poll() also reports the descriptor as
- * readable when the server has closed the connection, and Rynvel_receiveInterrupts() then fails. The library owns the
- * descriptor: do not close it.
+ * Returns the file descriptor of the device; -1 for an FPGA, and for a device without an open device file or interrupt
+ * connection. For a device with interrupts, poll() reports the descriptor as readable when an interrupt has arrived.
+ * For a remote device, poll() also reports the descriptor as readable when the server has closed the connection, and
+ * Rynvel_receiveInterrupts() then fails. The library owns the descriptor: do not close it.
  */
 RYNVEL_EXPORT int Rynvel_getFileDescriptor(int handle);
 /** @} */

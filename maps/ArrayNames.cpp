@@ -13,7 +13,8 @@ namespace Maps {
 namespace {
 
 constexpr std::string_view placeholder = "%s";
-// The length of an index has a limit, because the index replaces every placeholder in a name.
+// The maximum length of an index in bytes. The limit is necessary, because the index replaces every placeholder in a
+// name.
 constexpr std::size_t longestIndex = 64;
 
 bool isDecimal(std::string_view text) {

@@ -18,7 +18,7 @@ namespace Maps {
 /** Returns whether a text contains `%s`, the placeholder for an index. */
 bool hasPlaceholder(std::string_view text);
 
-/** Returns the text with the index instead of every `%s`. */
+/** Returns the text with every `%s` replaced by the index. */
 std::string withIndex(std::string_view text, std::string_view index);
 
 /** Returns the name without `%s` and `[%s]`. */
@@ -27,7 +27,7 @@ std::string withoutPlaceholder(std::string_view name);
 /** The indexes of an array. */
 class Indexes {
 public:
-    /** Creates `size` indexes, which are the numbers from `first` on. */
+    /** Creates the indexes `first` to `first + size - 1`. */
     Indexes(std::uint64_t first, std::uint64_t size);
     explicit Indexes(std::vector<std::string> names);
 

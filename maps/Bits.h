@@ -10,7 +10,9 @@
 
 namespace Maps {
 
-/** The number of bits of a register that fields can select. A register in a map may be wider. */
+/**
+ * Only this number of low bits of a register can be read and written through fields. A register in a map may be wider.
+ */
 constexpr unsigned int widest = 64;
 
 /** Returns a mask of the `count` lowest bits; of all 64 bits if `count` is greater. */

@@ -18,8 +18,8 @@ namespace Maps {
 namespace {
 
 /**
- * Returns the quoted name of an element. All elements of an array have the name of the array, and therefore share one
- * warning.
+ * Returns the quoted name of an element. For an element of an array, returns the name of the array, so that all
+ * elements share one warning.
  */
 template <typename T>
 std::string nameOf(const T& element) {
@@ -46,7 +46,10 @@ public:
     }
 
 private:
-    /** Returns whether a list has elements and has not been checked yet. Elements of a map can share a list. */
+    /**
+     * Returns whether a list has elements and was not passed to this function before. Elements of a map can share a
+     * list.
+     */
     template <typename T>
     bool isNew(const SharedList<T>& list) {
         return !list.empty() && m_seen.insert(list.begin()).second;

@@ -13,7 +13,7 @@ namespace Maps {
 
 /**
  * Warns about each name that occurs twice, each field that is outside its register or allows more access than its
- * register, fields and registers that overlap, and enumerated values that do not fit or occur twice.
+ * register, fields and registers that overlap, and enumerated values that do not fit in their field or occur twice.
  */
 void checkConsistency(const Device& device, Warnings& warnings);
 

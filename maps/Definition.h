@@ -21,7 +21,7 @@ namespace Maps {
 
 struct Definition;
 
-/** The properties that registers inherit from the elements around them. */
+/** The properties that registers inherit from their enclosing elements. */
 struct Properties {
     std::optional<std::uint64_t> size;
     std::optional<Access> access;
@@ -111,7 +111,7 @@ struct Definition {
 /** Returns the XML tag of a kind of definition. */
 std::string_view tagOf(Definition::Kind kind);
 
-/** Returns the width of a bit range; none if the numbers do not give it. */
+/** Returns the width of a bit range in bits; none if the numbers do not determine the width. */
 std::optional<std::uint64_t> widthOf(const BitRange& bits);
 
 /** Returns the kind and the name for a message, such as "register 'CR'". */

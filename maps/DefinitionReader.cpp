@@ -116,8 +116,8 @@ const Tags<EnumerationTarget>& enumerationTags() {
 }
 
 void readEnumeration(Definition& field, const Element& element) {
-    // The format allows two enumeratedValues for a field, one for reading and one for writing. The reader accepts more,
-    // but limits them, because a program searches all of them for the name of a value.
+    // The format allows two enumeratedValues for a field, one for reading and one for writing. The reader accepts up to
+    // 16. The number is limited, because the search for the name of a value covers all enumeratedValues.
     constexpr std::size_t most = 16;
     if (field.enumerations && field.enumerations->size() == most) {
         element.warn("the field has more than " + std::to_string(most) +
@@ -167,7 +167,7 @@ struct BitElement {
     BitRange bits;
 };
 
-/** The elements of a field that belong to one notation of its bit range. */
+/** The tags of the elements that make up one notation of a bit range. */
 using Notation = std::vector<std::string_view>;
 
 const std::vector<Notation>& notations() {
@@ -286,7 +286,7 @@ void readRange(std::optional<WriteConstraint>& constraint, const Element& elemen
     RangeLimits range;
     rangeTags().readInto(range, element);
     if (!range.minimum || !range.maximum || *range.minimum > *range.maximum) {
-        element.warn("a range is not used (give a minimum, and a maximum that is at least the minimum)");
+        element.warn("a range has no minimum or maximum, or its maximum is below its minimum, and is not used");
         return;
     }
     constraint = {WriteConstraint::Kind::Range, *range.minimum, *range.maximum};
@@ -384,7 +384,7 @@ void readInterrupt(Definition& peripheral, const Element& element) {
     InterruptDefinition definition;
     interruptTags().readInto(definition, element);
     if (definition.interrupt.name.empty() || !definition.hasValue) {
-        element.warn("an interrupt without a name or a value is not used");
+        element.warn("an interrupt has no name or no value, and is not used");
         return;
     }
     addTo(peripheral.interrupts, std::move(definition.interrupt));
@@ -431,7 +431,7 @@ void readChild(Definition& parent, const Element& element) {
         readBits(child, element);
     }
     if (child.name.empty()) {
-        element.warn("a " + std::string(tagOf(kind)) + " without a name is not used");
+        element.warn("a " + std::string(tagOf(kind)) + " has no name, and is not used");
         return;
     }
     warnOfMissing(child, element);
@@ -601,7 +601,7 @@ void warnOfMissingInDevice(const Definition& device, const Element& element) {
         element.warn("the device has no addressUnitBits (8 is assumed)");
     }
     if (!device.width) {
-        element.warn("the device has no width (32 is assumed)");
+        element.warn("the device has no width (32 bits are assumed)");
     }
     warnOfMissing(device, element);
 }

@@ -13,7 +13,7 @@ namespace Maps {
 
 /**
  * Reads a map and returns its root, the device. Leaves out a peripheral, cluster, register or field without a name, and
- * warns about it.
+ * warns about the missing name.
  *
  * @throws MalformedMap if the root is not a device, if the device has no peripherals, or if clusters are nested too
  * deep.

@@ -11,8 +11,8 @@ namespace {
 
 using Kind = Definition::Kind;
 
-// The path to a base may lead through definitions that are also derived. This limit is deeper than the nesting in real
-// maps.
+// The maximum number of nested searches for a base. A search starts another search if the path to the base leads
+// through a definition that is also derived. Real maps need fewer nested searches.
 constexpr std::size_t deepestNesting = 64;
 
 std::vector<std::string_view> split(std::string_view path) {
@@ -160,7 +160,7 @@ bool Scope::isElement(const Definition& array, std::string_view name) {
 }
 
 const Definition& Derivation::resolve(const Definition& own) {
-    // Uses a loop instead of recursion, because a chain may be as long as the file.
+    // Uses a loop instead of recursion, because a chain may contain all definitions of the file.
     std::vector<const Definition*> chain;
     const Definition* at = &own;
     while (!at->derivedFrom.empty()) {

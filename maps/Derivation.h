@@ -30,8 +30,8 @@ public:
     Scope(const Definitions& children, std::uint64_t mostIndexes);
 
     /**
-     * Returns the child of a kind that has the name; null if there is none. The name may be the name of the child,
-     * of an element of its array, or of its array without the placeholder. Never returns `except`.
+     * Returns the child that has the kind and the name; null if there is none. For an array, the name may also be the
+     * name of an element, or the name of the array without the placeholder. Never returns `except`.
      */
     const Definition* find(Definition::Kind kind, std::string_view name, const Definition* except);
 
@@ -52,9 +52,9 @@ private:
 };
 
 /**
- * Resolves the definitions of a device. Searches for the base of a definition in the element around it, and then in
- * each enclosing element up to the device. The format requires paths that begin at the device. The search tries these
- * paths last.
+ * Resolves the definitions of a device. Searches for the base of a definition in the enclosing element of the
+ * definition, and then in each outer element up to the device. The format requires paths that begin at the device. The
+ * search tries these paths last.
  */
 class Derivation {
 public:
@@ -64,8 +64,8 @@ public:
     /**
      * Returns the definition with everything that it inherits from its base. Inherited children precede the children of
      * the definition itself. A child of the definition replaces an inherited child with the same name. Warns about a
-     * base that does not exist. Ignores a derivedFrom by which a definition would inherit from itself, and warns about
-     * it.
+     * base that does not exist. Warns about a derivedFrom by which a definition would inherit from itself, and ignores
+     * this derivedFrom.
      *
      * @throws MalformedMap if derived definitions have more children than a map may have elements.
      */
@@ -104,8 +104,8 @@ private:
     bool m_hasNotedEnumerations = false;
     /**
      * The named enumerations. The key is an enclosing element and a dotted path, such as `REGISTER.FIELD.NAME`. Each
-     * enclosing element has one entry for the path from it to the enumeration, and one for each ending of that path,
-     * such as `NAME`.
+     * enclosing element has one entry for the path from the element to the enumeration, and one for each ending of that
+     * path, such as `NAME`.
      */
     std::map<std::pair<const Definition*, std::string>, const EnumerationDefinition*> m_enumerations;
 };

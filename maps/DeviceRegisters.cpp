@@ -13,12 +13,12 @@ namespace {
 
 constexpr unsigned int bitsOfByte = 8;
 
-/** Returns an offset in bits; the greatest number if the offset in bits does not fit in 64 bits. */
+/** Returns an offset in bytes as an offset in bits; UINT64_MAX if the result does not fit in 64 bits. */
 std::uint64_t bitsBefore(std::uint64_t offset) {
     return offset > UINT64_MAX / bitsOfByte ? UINT64_MAX : offset * bitsOfByte;
 }
 
-/** Returns the offset of the first bit after a register. */
+/** Returns the offset of the first bit after a register, in bits; UINT64_MAX if the offset does not fit in 64 bits. */
 std::uint64_t endOf(const LocatedRegister& located) {
     const std::uint64_t start = bitsBefore(located.offset);
     return start > UINT64_MAX - located.contents->size ? UINT64_MAX : start + located.contents->size;

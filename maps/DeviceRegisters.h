@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 /**
- * @file
- * The registers of a map, as a device with registers of a given width can access them.
+ * @file The registers of a map, and the conditions under which a device with a given register width can access them.
  */
 #ifndef RYNVEL_MAPS_DEVICEREGISTERS_H
 #define RYNVEL_MAPS_DEVICEREGISTERS_H
@@ -20,12 +19,13 @@ namespace Maps {
 /**
  * All registers of a peripheral, in the order of their offsets.
  *
- * A word is a register of the device. A register of the map begins in a word, and may be narrower or wider than it.
+ * A word is a register of the device. A register of the map begins in a word, and may be narrower or wider than the
+ * word.
  */
 class DeviceRegisters {
 public:
     /**
-     * @param peripheral must outlive this object and the registers that it returns.
+     * @param peripheral the peripheral, which must outlive this object and the registers that this object returns.
      * @param width the register width of the device in bits.
      */
     DeviceRegisters(const Peripheral& peripheral, unsigned int width);
@@ -35,7 +35,7 @@ public:
 
     const std::vector<LocatedRegister>& all() const { return m_registers; }
 
-    /** Returns why the device cannot access a register; empty if it can. */
+    /** Returns the reason why the device cannot access a register; empty if the device can access the register. */
     std::string obstacleTo(const LocatedRegister& located) const;
 
     /** Returns the word in which a register begins. */
@@ -51,11 +51,11 @@ public:
     const LocatedRegister* extendingBeyond(std::uint64_t offset) const;
 
 private:
-    /** The extent of a register and of all registers before it, in the order of their offsets. */
+    /** The ends of all registers up to a position in m_registers. */
     struct Extent {
         /** The position of the register that ends last. */
         std::size_t furthest;
-        /** The highest end of the registers for which hasReadSideEffect() is true; 0 if there are none. */
+        /** The highest end, in bits, of the registers for which hasReadSideEffect() is true; 0 if there are none. */
         std::uint64_t readEffectEnd;
     };
 
@@ -64,8 +64,8 @@ private:
     /** Returns whether reading the word of a register has a side effect on one of the registers in the word. */
     bool hasReadSideEffectAt(const LocatedRegister& located) const;
     /**
-     * Returns another register in the word of a register that is narrower than the word; null if there is none. A
-     * register at the same offset that is not wider is an alternative, and does not count.
+     * Returns another register in the word of a register that is narrower than the word; null if there is none. The
+     * function ignores a register at the same offset that is not wider, because this register is an alternative.
      */
     const LocatedRegister* neighborOf(const LocatedRegister& located) const;
 

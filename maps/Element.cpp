@@ -152,7 +152,7 @@ void Element::expectNoText() const {
         hasText = hasText || isText(child);
     }
     if (hasText) {
-        warn("text in '" + std::string(tag()) + "' is not used");
+        warn("text in '" + std::string(tag()) + "' is not used (only elements are allowed)");
     }
 }
 

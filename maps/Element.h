@@ -44,7 +44,7 @@ struct Source {
 template <typename T, std::size_t count>
 using Words = std::array<std::pair<std::string_view, T>, count>;
 
-/** Returns whether two words have the same letters. Ignores the case of the letters, and all other characters. */
+/** Returns whether two words are equal if you ignore case and every character that is not a letter. */
 bool areAlike(std::string_view one, std::string_view other);
 
 class Element {
@@ -67,14 +67,14 @@ public:
     std::string plainText() const;
 
     /**
-     * Returns the text; empty, with a warning, if it is longer than 256 characters. The limit is necessary because
-     * names are copied often.
+     * Returns the text; empty, with a warning, if it is longer than 256 bytes. The limit is necessary because names are
+     * copied often.
      */
     std::string_view shortText() const;
 
     /**
-     * Returns the text as a name, with the limit of shortText(). Warns about characters that a name in C cannot have,
-     * except for `%s` and `[%s]`.
+     * Returns the text as a name, with the limit of shortText(). Warns about characters other than letters, digits and
+     * `_`, except for `%s` and `[%s]`.
      */
     std::string_view name() const;
 
@@ -83,8 +83,8 @@ public:
     std::optional<bool> boolean() const;
 
     /**
-     * Returns the meaning of the word; none, with a warning, if the text is not one of the words. Accepts a word with
-     * different capitals or punctuation, with a warning.
+     * Returns the meaning of the word that equals the text. If no word equals the text, returns the meaning of a word
+     * for which areAlike() is true, and warns. If there is no such word, returns none, and warns.
      */
     template <typename T, std::size_t count>
     std::optional<T> word(const Words<T, count>& words) const {
@@ -115,7 +115,7 @@ public:
     /** Warns about text between the child elements. */
     void expectNoText() const;
 
-    /** Returns the tag and a text for a message. Shortens a text of more than 80 characters. */
+    /** Returns the tag and the quoted text, for a message. Shortens a text of more than 80 bytes. */
     std::string quoted(std::string_view text) const {
         return std::string(tag()) + " '" + std::string(text.substr(0, longestQuote)) + "'";
     }

@@ -18,7 +18,7 @@ namespace {
 
 using Kind = Definition::Kind;
 
-/** The limit for sizes and bit numbers in a map. A greater number is a mistake. */
+/** The highest bit number in a map, and the greatest size of a register in bits. A greater number is a mistake. */
 constexpr std::uint64_t highestBit = 65535;
 
 Properties refine(Properties properties, const Properties& own) {
@@ -47,7 +47,10 @@ struct Content {
     std::uint64_t elements = 0;
 };
 
-/** The name of an element, its position in an array, and its distance from the first element of the array. */
+/**
+ * The name of an element, its position in an array, and its distance from the first element of the array, in bytes or,
+ * for a field, in bits.
+ */
 struct Position {
     std::string name;
     ArrayElement element;
@@ -96,8 +99,8 @@ private:
     void countCreated(const Definition& definition) { expectAtMost(definition, ++m_made); }
 
     /**
-     * Counts a definition that gives no elements. Reading the definition also takes time, and many definitions can
-     * share the list that contains it.
+     * Counts a definition from which no element was created. Such a definition also takes time, and many definitions
+     * can share the list that contains it.
      */
     void countIfLeftOut(const Definition& definition, std::uint64_t added) {
         if (added == 0) {
@@ -484,7 +487,7 @@ private:
             warn(definition, "has a width that contradicts its most significant bit: the width is not used");
         }
         if (msb < *bits.lsb) {
-            warn(definition, "has its most significant bit below its least significant one: they are swapped");
+            warn(definition, "has its most significant bit below its least significant bit: both are swapped");
         }
         return std::make_pair(std::min(*bits.lsb, msb), std::max(*bits.lsb, msb));
     }

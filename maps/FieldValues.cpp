@@ -108,7 +108,7 @@ constexpr const char* onlyAsRead = " may be written only with the value that was
 
 bool hasUsableName(const EnumeratedValue& value) { return !value.name.empty() && !isAmbiguous(value); }
 
-/** Returns the enumerated values that may be written to a field. A value without a usable name is a number. */
+/** Returns the enumerated values that may be written to a field. Gives the number of a value without a usable name. */
 std::vector<std::string> enumeratedChoices(const Field& field) {
     std::vector<std::string> choices;
     for (const EnumeratedValue& value : valuesToWrite(field)) {

@@ -82,12 +82,12 @@ struct Assignment {
     std::string value;
 };
 
-/** The new value of a field that has been found. */
+/** The new value of a field, with a pointer to the field. */
 struct FieldAssignment {
     const Field* field;
-    /** As in Assignment. */
+    /** The value as in Assignment; ignored if `number` has a value. */
     std::string value;
-    /** A number in place of the text. */
+    /** The value as a number; none if `value` is used. */
     std::optional<std::uint64_t> number = std::nullopt;
 };
 
@@ -115,7 +115,7 @@ struct FieldPattern {
 std::vector<std::string> namesToRead(const Field& field);
 
 /**
- * Returns the value of a field that a text gives.
+ * Returns the pattern that a text describes.
  *
  * @param text a decimal, hexadecimal or binary number, or the name of an enumerated value for reading. The name may
  * belong to several numbers.
@@ -163,19 +163,19 @@ std::optional<std::uint64_t> numberToWrite(const Field& field, const std::string
 MaskedValue encode(const LocatedRegister& located, const std::vector<FieldAssignment>& assignments);
 
 /**
- * Returns the value that leaves the bits unchanged when it is written, whatever the bits contain; none if no value
- * does.
+ * Returns the value that a write must have to leave the bits unchanged, whatever the bits contain; none if every value
+ * may change the bits.
  */
 std::optional<std::uint64_t> neutralValue(ModifiedWrite modifiedWrite, std::uint64_t bits);
 
 /**
- * @throws RefusedValue if the register accepts only a range of values, and the write cannot result in one of them for
- * any value of the bits outside the mask.
+ * @throws RefusedValue if the register accepts only a range of values, and all values that the write can result in are
+ * below the range, or all are above the range.
  */
 void requireInRange(const LocatedRegister& located, const MaskedValue& written);
 
 /**
- * Checks a value that the user gives for a whole register or for masked bits, and not for fields.
+ * Checks a value that the user gives for a whole register or for masked bits, instead of for fields.
  *
  * @throws RefusedValue if the value does not fit, breaks the write constraint of the register, or breaks the write
  * constraint of a field that is written completely. A value that leaves the field unchanged, such as 0 for oneToClear,
@@ -185,12 +185,13 @@ void requireAllowed(const LocatedRegister& located, const MaskedValue& written);
 
 /**
  * Returns whether the bits outside a mask decide if a register accepts a masked write: the register accepts only a
- * range of values, or the write contains only some bits of a field with a write constraint.
+ * range of values and has bits outside the mask, or the mask contains only some bits of a field with a write
+ * constraint.
  */
 bool dependsOnOtherBits(const LocatedRegister& located, std::uint64_t mask);
 
 /**
- * Checks the value that a masked write gives a register.
+ * Checks the value that a register has after a masked write.
  *
  * @param before the value of the register before the write.
  * @throws RefusedValue if the value is outside the range of the register, or if a field with a written bit has a value

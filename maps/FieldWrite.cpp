@@ -32,7 +32,9 @@ std::uint64_t bitsOfWritableFields(const Register& aRegister) {
     return bitsOfFields(aRegister, [](const Field& field) { return isWritable(field.access); });
 }
 
-/** Returns the reason why a write must not include unassigned bits with these properties; empty if it may. */
+/**
+ * Returns the reason why a write cannot keep unassigned bits with these properties; empty if a write can keep the bits.
+ */
 std::string reasonToChange(Access access, ModifiedWrite modifiedWrite) {
     if (neutralValue(modifiedWrite, 0)) {
         return "";
@@ -63,13 +65,16 @@ std::uint64_t contradictions(ModifiedWrite modifiedWrite, std::uint64_t bits, co
     return bits & ((others.keptByZero & ~own.keptByZero) | (others.keptByOne & ~own.keptByOne));
 }
 
-/** The hint that protects other fields: the text before their names, and the text after their names. */
+/**
+ * The hint that lists the other fields that the user must also write: the text before and after the names of the
+ * fields.
+ */
 struct Hint {
     const char* before;
     const char* after;
     /** The name for the unassigned bits of a register without fields. */
     const char* otherBits;
-    /** The hint for a write that may change other registers or these bits. */
+    /** The hint for a write that may change other registers, or the unassigned bits of a register without fields. */
     const char* forRegister;
 };
 
@@ -91,7 +96,7 @@ const Hint& hintFor(WriteForm form) {
     return byAssignment;
 }
 
-/** Plans one write, including the fields that it does not assign. */
+/** Plans one write, which must not change the fields that the user does not assign. */
 class Plan {
 public:
     Plan(const LocatedRegister& located, const MaskedValue& assigned, const Word& word, const Hint& hint)

@@ -86,7 +86,7 @@ struct WriteShape {
 };
 
 /**
- * Returns the shape of a write of some bits.
+ * Returns the properties of a write of some bits that do not depend on the new values.
  *
  * @param assigned the bits of the fields that get values.
  * @throws RefusedValue if another field or register cannot keep its value, as in planWrite().

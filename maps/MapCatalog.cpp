@@ -18,7 +18,7 @@ UnusableMap unusable(const std::string& path, const std::string& text) {
 }
 
 // Includes a link to a missing file, so that the user gets an error. Leaves out names that begin with a dot, because
-// editors use them for locks and copies.
+// editors give such names to lock files and backup copies.
 bool isMap(const fs::directory_entry& entry) {
     std::error_code error;
     const fs::file_status status = entry.status(error);

@@ -76,7 +76,10 @@ public:
 private:
     Common::Deadline m_deadline;
     std::vector<std::string> m_files;
-    /** The maps of the files that have been read so far. A deque keeps the addresses of its elements. */
+    /**
+     * The maps of the files that have been read so far. A deque does not move its elements when it grows, so pointers
+     * to the maps stay valid.
+     */
     std::deque<ReadMap> m_maps;
 };
 

@@ -3,8 +3,8 @@
  * @file
  * Reads register maps in CMSIS-SVD format, schema 1.3.
  *
- * The reader uses as much as possible of a file that breaks a rule of the format. It warns about everything that it
- * leaves out or assumes, with the line. It opens no other file, and has limits for the size of a map.
+ * The reader uses as much as possible of a file that breaks a rule of the format. The reader warns about everything
+ * that it leaves out or assumes, with the line. The reader opens no other file, and has limits for the size of a map.
  */
 #ifndef RYNVEL_MAPS_MAPREADER_H
 #define RYNVEL_MAPS_MAPREADER_H

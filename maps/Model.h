@@ -42,7 +42,7 @@ enum class Access { ReadOnly, WriteOnly, ReadWrite, WriteOnce, ReadWriteOnce };
 constexpr bool isReadable(Access access) { return access != Access::WriteOnly && access != Access::WriteOnce; }
 constexpr bool isWritable(Access access) { return access != Access::ReadOnly; }
 
-/** The right that an access needs. */
+/** The security or privilege level that an access requires. */
 enum class Protection { Secure, NonSecure, Privileged };
 
 /** The side effect of a read on the bits that are read. */
@@ -216,7 +216,7 @@ struct Device {
     Text description;
     /** The number of bits that one address selects. */
     std::uint64_t addressUnitBits = 8;
-    /** The number of bits of the widest access. */
+    /** The number of bits of the widest single access. */
     std::uint64_t width = 32;
     SharedList<Peripheral> peripherals;
 };

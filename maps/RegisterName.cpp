@@ -73,8 +73,8 @@ struct Candidate {
 };
 
 /**
- * Finds the register for a path that has the fewest aliases. Among registers with equally many aliases, finds the
- * register with the lowest offset.
+ * Finds the register that a path selects with the fewest aliases. If several registers need equally few aliases, finds
+ * the register with the lowest offset.
  */
 class Search {
 public:
@@ -131,7 +131,7 @@ std::string lowerCase(std::string text) {
 
 /**
  * Returns the names of all registers. If the name begins with the path of a register, returns the names of the fields
- * of that register.
+ * of that register instead.
  */
 std::vector<std::string> candidatesFor(const Peripheral& peripheral, const std::string& name) {
     std::vector<std::string> names;

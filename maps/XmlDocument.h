@@ -35,7 +35,7 @@ private:
     void findRoot(Warnings& warnings);
 
     std::string m_text;
-    /** The offsets of the line ends. */
+    /** The offsets of the newline characters in the text. */
     std::vector<std::size_t> m_lineEnds;
     pugi::xml_document m_document;
     pugi::xml_node m_root;

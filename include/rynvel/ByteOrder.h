@@ -17,7 +17,7 @@ namespace Rynvel {
 enum class ByteOrder : std::uint32_t {
     /** The items are unchanged, in the byte order of the processor. */
     Host = 0,
-    /** The bytes of every item are reversed. On a little-endian processor, this gives network byte order. */
+    /** The bytes of every item are reversed. On a little-endian processor, the items then have network byte order. */
     Network = 1,
 };
 

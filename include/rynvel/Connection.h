@@ -72,7 +72,11 @@ public:
     /** Closes the socket, if there is one. */
     void close() override;
 
-    /** Blocks until bytes arrive, and stores at most `length` bytes. @return whether at least one byte was received. */
+    /**
+     * Blocks until bytes arrive or the connection ends, and stores at most `length` bytes.
+     *
+     * @return whether at least one byte was received.
+     */
     bool receive(void* buffer, std::uint32_t length) const;
 
     /** Sends at most `length` bytes. @return whether at least one byte was sent. */

@@ -21,7 +21,7 @@ namespace Rynvel {
  * mapped backends and FpgaSpi32, an address is a register index. Remote sends the address to the server unchanged. No
  * backend checks an address against the size of the device.
  *
- * Each backend owns a mutex. The header of the backend says which register operations the mutex serializes.
+ * Each device owns a mutex. The header of its backend says which register operations the mutex serializes.
  *
  * Functions with a `bool` result return `true` for success.
  */
@@ -30,7 +30,7 @@ class RYNVEL_EXPORT Device : public IDevice {
 public:
     using IDevice::IDevice;
 
-    /** Returns -1, which means that the device has no descriptor. Backends with a descriptor override this function. */
+    /** Returns -1. Backends that provide a descriptor override this function. */
     int getNativeHandle() const override;
 
     /** Stores the value of the register at `address` in `*data`. */

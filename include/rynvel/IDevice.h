@@ -53,7 +53,10 @@ public:
      */
     virtual bool waitForInterrupt(unsigned long* info) = 0;
 
-    /** Returns the descriptor of the device file or socket; -1 if there is none. The device owns the descriptor. */
+    /**
+     * Returns the descriptor of the device file or socket; -1 if nothing is open, or if the backend does not provide
+     * its descriptor. The device owns the descriptor.
+     */
     virtual int getNativeHandle() const = 0;
 
     /** Returns the name that was passed to the constructor. */

@@ -25,17 +25,21 @@ public:
     int read(int fd, void* buffer, unsigned int count) const;
     /** Writes at most `count` bytes. @return the number of bytes that were written; -1 for failure. */
     int write(int fd, const void* buffer, unsigned int count);
-    /** Makes a request with a number as its argument. */
+    /** Sends an ioctl request whose argument is a number. */
     int ioctl(int fd, int request, unsigned long arg);
-    /** Makes a request with the address of a number as its argument. */
+    /** Sends an ioctl request whose argument is the address of a number. */
     int ioctl(int fd, int request, unsigned long* arg);
-    /** Makes a request without an argument. */
+    /** Sends an ioctl request without an argument. */
     int ioctl(int fd, int request);
     /** Maps a file or anonymous memory. @return the beginning of the map; MAP_FAILED for failure. */
     void* mmap(void* addr, unsigned int length, int prot, int flags, int fd, long offset);
-    /** Removes the maps of a range of addresses. */
+    /** Unmaps a range of addresses. */
     int munmap(void* addr, unsigned int length);
-    /** Stores the text of the link without a final zero. @return the length of the text in bytes; -1 for failure. */
+    /**
+     * Stores the target of a symbolic link, without a terminating zero byte.
+     *
+     * @return the number of stored bytes, at most `size`; -1 for failure.
+     */
     int readlink(const char* path, char* buffer, unsigned int size);
 };
 

@@ -140,7 +140,10 @@ public:
 
     /** Stores the type of the operation. */
     void setType(RequestData::Type type);
-    /** Stores the first 127 characters of the name. If an earlier name was longer, its last characters remain. */
+    /**
+     * Stores the first 127 characters of the name. If an earlier name was longer, the last characters of the earlier
+     * name remain.
+     */
     void setDeviceName(const std::string& name);
     /** Stores the register address. */
     void setAddress(std::uint32_t address);

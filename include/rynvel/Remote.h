@@ -24,9 +24,9 @@ namespace Rynvel {
  * A device that a register server serves, for `T` = `std::uint8_t`, `std::uint16_t` and `std::uint32_t`. The class
  * sends addresses to the server unchanged.
  *
- * A device has two connections to its server. On the first connection, every operation sends one request and receives
- * one response. On the second connection, the server reports interrupts. The class does not restore a broken
- * connection: all later operations on the connection fail.
+ * A device has two connections to its server. Each operation except open() and waitForInterrupt() sends one request and
+ * receives one response, on the first connection. On the second connection, the server reports interrupts. The class
+ * does not restore a broken connection: all later operations on the connection fail.
  *
  * No function has a time-out: the constructor and every operation block until the server answers. If a response arrives
  * in pieces, the class takes the first piece for the whole response and the next piece for the next response. All later
@@ -68,7 +68,7 @@ public:
     /**
      * Opens the device on both connections, and arms the second connection for the interrupts of the device. If the
      * server refuses to arm the second connection, open() closes that connection. The constructor calls open(). A
-     * second call may take an interrupt for a response.
+     * second call may mistake the report of an interrupt for a response.
      *
      * @return the descriptor of the first connection; -1 unless the server opens the device on both connections.
      */

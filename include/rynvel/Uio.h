@@ -23,7 +23,7 @@ namespace Rynvel {
  * A UIO device, for `T` = `std::uint16_t` and `std::uint32_t`. The class has the registers of Mmap, and uses the
  * descriptor of Mmap for interrupts.
  *
- * The path of the device file must be a symbolic link whose text is the bare name of the UIO device in sysfs, such as
+ * The path of the device file must be a symbolic link whose target is the bare name of the UIO device in sysfs, such as
  * "uio3". The map has the offset and the size of map 0 of this UIO device.
  *
  * No interrupt function locks the mutex: one thread may wait for interrupts while other threads use the registers. Only

@@ -127,7 +127,7 @@ TEST(IrregularField, IsLeftOutWithoutABitRange) {
 TEST(IrregularField, SwapsTheEndsOfAReversedBitRange) {
     expectBits(onlyField(readWithWarnings(fieldWithBits("<bitRange>[4:7]</bitRange>"),
                                           "m.svd:1: warning: field 'F' has its most significant bit below its least "
-                                          "significant one: they are swapped\n")),
+                                          "significant bit: both are swapped\n")),
                4, 7);
 }
 
@@ -328,8 +328,8 @@ TEST(IrregularConstraint, IsLeftOut) {
     const auto constraint = [](const std::string& content) {
         return mapOfFields(fieldOf(element("writeConstraint", content)));
     };
-    const std::string warning = "m.svd:1: warning: a range is not used (give a minimum, and a maximum that is at "
-                                "least the minimum)\n";
+    const std::string warning = "m.svd:1: warning: a range has no minimum or maximum, or its maximum is below its "
+                                "minimum, and is not used\n";
     EXPECT_FALSE(
         onlyField(readWithWarnings(constraint("<range><minimum>1</minimum></range>"), warning)).writeConstraint);
     EXPECT_FALSE(

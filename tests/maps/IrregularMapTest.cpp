@@ -56,7 +56,7 @@ TEST(IrregularMap, MayLackRequiredElementsOfTheDevice) {
                                                  "m.svd:1: warning: the device has no addressUnitBits (8 is assumed)\n"
                                                  "m.svd:1: warning: the device has no name\n"
                                                  "m.svd:1: warning: the device has no version\n"
-                                                 "m.svd:1: warning: the device has no width (32 is assumed)\n");
+                                                 "m.svd:1: warning: the device has no width (32 bits are assumed)\n");
     EXPECT_EQ(device.addressUnitBits, 8U);
     EXPECT_EQ(device.width, 32U);
 }
@@ -122,12 +122,12 @@ TEST(IrregularMap, MayHaveUnknownAttributes) {
 }
 
 TEST(IrregularMap, MayHaveTextBetweenElements) {
-    const std::string warning = "m.svd:1: warning: text in 'register' is not used\n";
+    const std::string warning = "m.svd:1: warning: text in 'register' is not used (only elements are allowed)\n";
     readWithWarnings(mapOf("<register>stray<name>R</name><addressOffset>0</addressOffset></register>"), warning);
     readWithWarnings(mapOf(registerOf("stray")), warning);
     readWithWarnings(mapOf(registerOf("<![CDATA[stray]]>")), warning);
     readWithWarnings(deviceOf("stray" + peripheralOf(registerOf(""))),
-                     "m.svd:1: warning: text in 'peripherals' is not used\n");
+                     "m.svd:1: warning: text in 'peripherals' is not used (only elements are allowed)\n");
 }
 
 TEST(IrregularMap, MayHaveElementsInTexts) {
@@ -254,7 +254,7 @@ TEST(IrregularPeripheral, MayHaveUnknownAttributes) {
 }
 
 TEST(IrregularInterrupt, IsLeftOutWithoutANameOrAValue) {
-    const std::string warning = "m.svd:1: warning: an interrupt without a name or a value is not used\n";
+    const std::string warning = "m.svd:1: warning: an interrupt has no name or no value, and is not used\n";
     for (const std::string content : {"<name>I</name>", "<value>1</value>"}) {
         EXPECT_TRUE(
             onlyPeripheral(readWithWarnings(withBlock(element("interrupt", content)), warning)).interrupts.empty());

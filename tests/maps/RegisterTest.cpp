@@ -229,7 +229,7 @@ TEST(IrregularRegister, IsLeftOutWithoutAName) {
         EXPECT_EQ(namesOf(onlyPeripheral(
                               readWithWarnings(mapOf(registerOf("") + "\n<register>" + name +
                                                      "<addressOffset>4</addressOffset></register>"),
-                                               "m.svd:2: warning: a register without a name is not used\n" + empty))
+                                               "m.svd:2: warning: a register has no name, and is not used\n" + empty))
                               .registers),
                   "R ");
     }
@@ -251,7 +251,7 @@ TEST(IrregularRegister, IsLeftOutIfItsNameIsTooLong) {
                     readWithWarnings(
                         mapOf(element("register", element("name", longName) + "<addressOffset>0</addressOffset>") +
                               registerOf("")),
-                        "m.svd:1: warning: a register without a name is not used\n"
+                        "m.svd:1: warning: a register has no name, and is not used\n"
                         "m.svd:1: warning: name '" +
                             longName.substr(0, 80) + "' is longer than 256 characters, and is not used\n"))
                     .registers),

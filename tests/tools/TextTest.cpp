@@ -247,7 +247,8 @@ TEST(ServerAddress, MayBeALocalSocket) {
     EXPECT_EQ(RemoteServer("unix:9000", time).name(), "unix::9000");
     for (const std::string text : {"unix:", "unix:rynveld.sock", "unix:@rynveld"}) {
         EXPECT_EQ(complaint([&] { RemoteServer(text, time); }),
-                  "server address '" + text + "' is not a local socket (give its absolute path: unix:/PATH)");
+                  "server address '" + text +
+                      "' is not a local socket (give the absolute path of the socket: unix:/PATH)");
     }
     EXPECT_EQ(RemoteServer("unix:/" + std::string(106, 'a'), time).address().path.size(), 107U);
     const std::string longer = "unix:/" + std::string(107, 'a');

@@ -200,14 +200,14 @@ TEST(DeviceProbe, ReportsAUioDeviceWithoutAMapInSysfs) {
     const MemoryDevice row{"uio", file.path(), 0, DeviceType::Uio32};
     EXPECT_EQ(probe(row).reason,
               file.path() +
-                  ": sysfs describes no memory map (the path must be a symbolic link with a bare name such as uio0)");
+                  ": sysfs describes no memory map (the path must be a symbolic link to a bare name such as uio0)");
 }
 
 TEST(DeviceProbe, RefusesRemoteDevicesAndUnknownTypes) {
     EXPECT_EQ(probe({"remote", "10.0.0.7::9000", 0, DeviceType::Remote8}).reason,
               "10.0.0.7::9000: a remote device has no device file");
     EXPECT_EQ(probe({"odd", "/dev/odd", 0, static_cast<DeviceType>(0xFFFFFFFF)}).reason,
-              "/dev/odd: the device type has no backend");
+              "/dev/odd: the device type is not supported");
 }
 
 /** A fixture that opens and maps preopened files, as the library does. */

@@ -275,7 +275,7 @@ TEST_F(RemoteDevices, RefuseARecordThatIsNotAnAnswer) {
 }
 
 TEST_F(RemoteDevices, RefuseAPeerThatSendsMoreThanItIsAskedFor) {
-    const std::string text = "not a register server: it sends bytes that are not part of a response";
+    const std::string text = "not a register server: the peer sends bytes that are not part of a response";
     auto tooLong = recordOf(0, 0);
     tooLong.push_back(0);
     m_peer.script({Reply{{tooLong}}});

@@ -18,7 +18,10 @@
 /** The level of a message, 0 to 7. A lower level is more severe. */
 using ZilTraceLevel = int;
 
-/** The header option of a channel. Sinks receive the option unchanged. It does not affect the layout of the lines. */
+/**
+ * The header option of a channel. Sinks receive the option unchanged. The option does not affect the layout of the
+ * lines.
+ */
 using ZilTraceHdrOption = int;
 
 /** The position of a trace point. Each trace point has its own constant header. A null pointer is written as "?". */

@@ -32,7 +32,7 @@ std::vector<std::string> splitItems(const std::string& specification) {
     return items;
 }
 
-// Each of the following functions returns the reason why the input is wrong; an empty text if the input is right.
+// Each of the following functions returns the reason why the input is wrong; an empty text if the input is valid.
 
 std::string addSink(const std::string& value, Configuration& configuration) {
     if (value == "stderr") {
