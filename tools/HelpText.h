@@ -19,7 +19,7 @@ extern const char* const programSummary;
  */
 std::string helpFooter(const std::string& command);
 
-/** Returns the examples in the help of a command, each on a line without an indentation. */
+/** Returns the examples in the help of a command, one per line and without indentation. */
 std::string examplesOf(const std::string& command);
 
 } // namespace Rynvelctl

@@ -57,7 +57,7 @@ public:
     }
 
 private:
-    /** The file with the first description of each name. */
+    /** For each peripheral name, the file with the first description. */
     std::map<std::string, std::string> m_files;
 };
 

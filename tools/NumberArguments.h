@@ -25,7 +25,7 @@ std::uint32_t parseNumber(const std::string& name, const std::string& text);
 /**
  * Returns the number that the text gives.
  *
- * @throws Failure if the text is not a number, or if the number does not fit in a register of `width` bits.
+ * @throws Failure as parseNumber() does, and if the number does not fit in `width` bits.
  */
 std::uint32_t parseValue(const std::string& name, const std::string& text, unsigned int width);
 

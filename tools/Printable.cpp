@@ -29,7 +29,7 @@ bool isIn(const std::array<CodeRange, count>& ranges, char32_t code) {
 
 bool isLineEnd(const Character& character) { return character.code == U'\n'; }
 
-/** A form of UTF-8 for characters of one size. */
+/** A form of UTF-8 for the characters with the same number of bytes. */
 struct Utf8Form {
     std::size_t size;
     /** The bits of the first byte that determine the size, and their values. @{ */

@@ -18,7 +18,9 @@ struct Character {
     /** The number of its bytes. */
     std::size_t size;
 
-    /** Returns whether this is a byte that is not UTF-8. In that case, the code is the value of the byte. */
+    /**
+     * Returns whether the object is a single byte that is not UTF-8. In that case, the code is the value of the byte.
+     */
     bool isMalformed() const { return size == 1 && code > U'\x7F'; }
 
     /**
