@@ -60,7 +60,7 @@ struct Bracketed {
 /** Returns the hint at the end of an error message about brackets with a single bit: how to select that bit. */
 std::string oneBitOf(const Bracketed& bracketed);
 
-/** Splits a text that ends in brackets; none for any other text. */
+/** Returns the parts of a text that ends in brackets; none for any other text. */
 std::optional<Bracketed> splitBrackets(const std::string& text);
 
 } // namespace Rynvelctl

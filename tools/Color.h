@@ -11,7 +11,7 @@
 
 namespace Rynvelctl {
 
-/** The choice of the user. */
+/** The values of --color. */
 enum class ColorChoice { Auto, Always, Never };
 
 /** Returns the texts that parseColorChoice() accepts. */

@@ -46,7 +46,7 @@ public:
 
     ColorChoice color() const { return m_color; }
 
-    /** Returns whether the user has turned on traces with an option. */
+    /** Returns whether the user has given --trace. */
     bool isTraced() const { return m_isTraced; }
 
     const CommandTimeout& timeout() const { return m_timeout; }
@@ -55,7 +55,8 @@ public:
      * Returns the device with this name, on this machine or on the server. The result is valid as long as this object
      * exists.
      *
-     * @throws Failure if no device has this name.
+     * @throws Failure if no device has this name, if the type of the device is unknown, or if --type does not match the
+     * device.
      */
     const Target& target(const std::string& name) const;
 

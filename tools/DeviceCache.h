@@ -21,7 +21,7 @@ namespace Rynvelctl {
 
 /**
  * Finds and describes each device only once, and keeps it open. The devices and descriptions exist as long as this
- * object.
+ * object does.
  */
 class DeviceCache {
 public:

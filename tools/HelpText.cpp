@@ -16,8 +16,8 @@ struct HelpSection {
 };
 
 /**
- * Returns the sections about the program as a whole. A function builds the sections, because most commands show no help
- * and must not spend the time.
+ * Returns the sections about the program as a whole. This is a function instead of a constant, because most commands do
+ * not need the sections.
  */
 std::vector<HelpSection> helpSections() {
     return {

@@ -13,7 +13,7 @@ namespace Rynvelctl {
 extern const char* const programSummary;
 
 /**
- * Returns the text after the options and commands in the help of a command, wrapped for a terminal.
+ * Returns the text after the options and commands in the help of a command, wrapped at 78 columns.
  *
  * @param command its name, such as "maps list"; empty for the program itself.
  */

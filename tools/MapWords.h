@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Words for the properties in a register map.
+ * The texts for the properties of registers and fields in a register map.
  */
 #ifndef RYNVELCTL_MAPWORDS_H
 #define RYNVELCTL_MAPWORDS_H

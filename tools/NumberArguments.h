@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /**
- * @file Numbers on the command line: decimal, hexadecimal with 0x or binary with 0b, without a sign or blanks. The
- * functions refuse a decimal number with a leading zero, because the user may mean an octal number.
+ * @file
+ * Numbers on the command line: decimal, hexadecimal with 0x or binary with 0b, without a sign or blanks. The functions
+ * refuse a decimal number with a leading zero, because the user may mean an octal number.
  */
 #ifndef RYNVELCTL_NUMBERARGUMENTS_H
 #define RYNVELCTL_NUMBERARGUMENTS_H

@@ -84,7 +84,7 @@ std::string parameter(std::size_t position, std::size_t count) {
     return count == 1 ? "index" : "index" + std::to_string(position);
 }
 
-/** The names and the arrays that lead to an element of a map. */
+/** The path from the device to a register or a cluster: the names and the arrays on the way. */
 struct Path {
     /** The names, with the index of each array element. */
     Names single;

@@ -26,7 +26,7 @@ namespace Rynvelctl {
  */
 class Terminal {
 public:
-    /** Returns whether standard output is a terminal, and TERM is set to a type other than "dumb". */
+    /** Returns whether standard output is a terminal, and TERM is neither unset, empty nor "dumb". */
     static bool isAvailable();
 
     /** @param output must outlive this object. @throws Failure or OutputClosed, like every function that writes. */

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The signals that end the process unless it handles them.
+ * Handlers for the signals that end the process by default.
  */
 #ifndef RYNVELCTL_TERMINATIONSIGNALS_H
 #define RYNVELCTL_TERMINATIONSIGNALS_H

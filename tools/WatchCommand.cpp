@@ -40,7 +40,11 @@ public:
     WatchView& operator=(const WatchView&) = delete;
     virtual ~WatchView() = default;
 
-    /** Takes a reading of the current sample. @param position the position of the watched register or field. */
+    /**
+     * Takes a reading of the current sample.
+     *
+     * @param position the position of the watched register or field, counted from 0.
+     */
     virtual void take(std::size_t position, const Reading& reading) = 0;
     virtual void endSample() {}
     /** Waits until the next sample. */

@@ -80,7 +80,11 @@ private:
         return {word.substr(0, equalsSign), word.substr(equalsSign + 1)};
     }
 
-    /** Calls a function with the register that the user named. @throws Failure if the register map refuses it. */
+    /**
+     * Calls a function with the register that the user named.
+     *
+     * @throws Failure if the register map refuses the operation.
+     */
     template <typename Function>
     auto allowed(const Function& function) const {
         const AddressedRegister& whole = m_addressed.named->whole;
