@@ -10,8 +10,8 @@
 
 #include "Child.h"
 
-// Stand-ins for the hardware of the devices. Each class has one object, which the first call to get() creates. If a
-// system call fails, the program ends.
+// Stand-ins for the hardware of the devices. The first call to each static function creates an object, which all later
+// calls to that function return. If a system call fails, the program ends.
 
 namespace RynvelBenchmark {
 

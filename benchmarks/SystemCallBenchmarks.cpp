@@ -24,7 +24,7 @@
 #include "Require.h"
 #include "StandIns.h"
 
-// Operations that make system calls, and programs that make them, compared with the system calls alone.
+// Benchmarks of operations and programs that make system calls, and of the system calls alone.
 
 namespace {
 
@@ -67,7 +67,7 @@ void interruptRaw(State& state) {
     }
 }
 
-// A child process raises the interrupt during the wait.
+// A child process raises the interrupt after the request, usually during the wait.
 void blockedInterruptLibrary(State& state) {
     const int handle = RynvelBenchmark::openWaited();
     const auto& source = RynvelBenchmark::InterruptSource::get();
@@ -184,7 +184,7 @@ int makeCommands() {
     return file;
 }
 
-// Runs a program without its output, and waits for its end.
+// Runs a program, discards its output, and waits for its end.
 void runProgram(const char* program, std::vector<std::string> arguments, int input = STDIN_FILENO) {
     std::vector<char*> words;
     std::transform(arguments.begin(), arguments.end(), std::back_inserter(words),
@@ -211,7 +211,7 @@ void fileOfReadsRynvelctl(State& state) {
     }
 }
 
-// Starts the program without a command, and makes the same reads with system calls alone.
+// Starts rynvelctl with only --version, and then makes the same reads with system calls alone.
 void fileOfReadsBare(State& state) {
     static const int connection = openOnSimulatedBoard("traf.top");
     const RequestBytes request = readRequest();

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * The least work that two commands of rynvelctl can do. Without arguments, the program prints a version. With
+ * Does only the work that two commands of rynvelctl cannot avoid. Without arguments, the program prints a version. With
  * arguments, it reads a 32-bit register of a register server, and prints the value. A benchmark compares the start of
  * rynvelctl with this program.
  * Usage: bare_start [PORT DEVICE], for a server on the loopback interface.
@@ -39,7 +39,7 @@ static struct response exchange(int connection, const struct request* request) {
     if (send(connection, request, sizeof(*request), MSG_NOSIGNAL) != (ssize_t)sizeof(*request) ||
         recv(connection, &response, sizeof(response), MSG_WAITALL) != (ssize_t)sizeof(response) ||
         response.result != 0) {
-        fputs("bare_start: the server does not answer with success\n", stderr);
+        fputs("bare_start: the request has failed (the server refuses it, or the connection has ended)\n", stderr);
         exit(EXIT_FAILURE);
     }
     return response;

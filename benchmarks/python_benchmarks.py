@@ -5,8 +5,8 @@ A read of a mapped device is compared with the call of an empty function of pybi
 compared with the burst of the C interface, into the same buffer.
 
 Usage: python_benchmarks.py [--second-thread] REPETITIONS RESULTS.csv
-PYTHONPATH has the package and the module python_baselines, and RYNVEL_LIBRARY is the path of the library, both with the
-device table of the benchmarks.
+PYTHONPATH must contain the folder of the package and of the module python_baselines. RYNVEL_LIBRARY is the path of the
+library. The package and the library contain the device table of the benchmarks.
 """
 
 from __future__ import annotations
@@ -25,12 +25,12 @@ from timeit import Timer
 import python_baselines
 import rynvel
 
-# The descriptor and the size of the registers in devices.def.
+# The descriptor and the size in bytes of the memory file that devices.def names as /proc/self/fd/200.
 REGISTERS_DESCRIPTOR = 200
 REGISTERS_BYTES = 0x10000
 SHORTEST_SECONDS = 0.02
 
-# Performs an operation repeatedly, and returns the processor time in seconds.
+# A function that performs an operation the given number of times, and returns the total processor time in seconds.
 Measurement = Callable[[int], float]
 
 

@@ -36,7 +36,7 @@ END {
     printf "%-33s %10s   %-31s %10s %7s %6s\n", "measured", "ns", "against", "ns", "ratio", "limit"
     for (row = 1; row <= rows; row++) {
         if (!(time[against[row]] > 0) || !(time[measured[row]] > 0)) {
-            printf "ratios.awk: no result of %s or %s\n", measured[row], against[row] > "/dev/stderr"
+            printf "ratios.awk: %s or %s has no result (run both)\n", measured[row], against[row] > "/dev/stderr"
             exit 2
         }
         ratio = time[measured[row]] / time[against[row]]

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# Shell functions for root file systems of Debian, in which packages are built and tried. Source scripts/common.sh
+# Shell functions for root file systems of Debian, in which packages are built and tested. Source scripts/common.sh
 # before this file; do not run it. The functions need the packages in chroot_packages.
 
 chroot_packages=(mmdebstrap dpkg-dev)
@@ -13,8 +13,8 @@ debian_mirror() {
 
 debian_release() { sed -n 's/^VERSION_CODENAME=//p' /etc/os-release; }
 
-# Prints the archive of a root file system with the named packages. Makes the archive at its first use, and removes the
-# earlier archives with the same name. Usage: chroot_archive NAME VARIANT ARCHITECTURES [PACKAGE...]
+# Prints the archive of a root file system with the named packages. Makes the archive if it does not exist, and then
+# removes the earlier archives with the same NAME. Usage: chroot_archive NAME VARIANT ARCHITECTURES [PACKAGE...]
 chroot_archive() {
     local name=$1 variant=$2 architectures=$3 packages mirror archive
     packages=$(printf '%s\n' "${@:4}" | sort -u | paste -s -d ,)

@@ -7,8 +7,8 @@ package_tree=$(cd "${BASH_SOURCE[0]%/*}/.." && pwd)
 build_user=1000:1000
 source_date=2026-01-01T00:00:00Z
 
-# Prints the files of the source package, each with a null character at its end. In a source archive, these are all
-# files except those that builds have made.
+# Prints the files of the source package, each with a null character at its end. In an unpacked source archive, these
+# are all files outside the folder build.
 source_files() {
     cd "$package_tree" || return
     if [ -e .git ]; then
@@ -71,8 +71,8 @@ build_packages() {
     return $status
 }
 
-# Prints the options of dpkg-buildpackage. A native build also builds the source package. The step before, "clean",
-# changes the date of the folder debian.
+# Prints the options of dpkg-buildpackage. A native build also builds the source package. The hook restores the date of
+# the folder debian, which the step "clean" changes.
 buildpackage_options() {
     if [ "$1" = amd64 ]; then
         echo "--build=full --build-profiles=nocheck --hook-source='touch --date=$source_date debian'"
@@ -90,7 +90,7 @@ require_package_folder() {
         die "$1: contains '${other##*/}', which the build would remove (give an empty or a new folder)"
 }
 
-# Moves the results of a build into a folder, which contains nothing else afterwards.
+# Moves the results of a build into a folder. Removes the earlier contents of the folder.
 take_packages() {
     rm -rf "$2" && mkdir -p "$2" && as_root find "$1" -maxdepth 1 -type f -exec mv -t "$2" {} + &&
         as_root chown "$(id -u):$(id -g)" -R "$2"

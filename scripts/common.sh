@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# Shell functions that ./demo, ./check, board/run and the scripts of benchmarks/ share. Source this file; do not run it.
+# Shell functions and package lists that the scripts of the project share. Source this file; do not run it.
 
 rynvel_cache="${XDG_CACHE_HOME:-${HOME:?HOME is not set}/.cache}/rynvel"
 
@@ -59,8 +59,8 @@ as_root() {
     fi
 }
 
-# Writes apt.conf into a folder. With these settings, apt also sees the target's packages, and keeps its state in the
-# folder.
+# Writes apt.conf into a folder. With this file, apt selects the packages of the target, armhf, and keeps its lists and
+# its cache in the folder instead of in the folders of the system.
 write_target_apt_settings() {
     mkdir -p "$1/apt/state/lists/partial" "$1/apt/cache/archives/partial"
     : >"$1/apt/status"

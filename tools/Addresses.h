@@ -20,7 +20,10 @@ namespace Rynvelctl {
 
 /** The registers or bits that an address on the command line selects. */
 struct Addressed {
-    /** A single register, or several for a range. A single register has a name if the user gave one. */
+    /**
+     * A single register, or the registers of a range. The range of a single register has a name if the user gave a
+     * name.
+     */
     RegisterRange range;
     /** The description from the register map; none if the user gave a number. */
     std::optional<Selection> named;
@@ -30,25 +33,25 @@ struct Addressed {
     const Maps::Field* field() const { return named ? named->field : nullptr; }
 };
 
-/** Reads the addresses of one command. It searches the register maps only for a name. */
+/** Evaluates the addresses of one command. Searches the register maps only if a text may be a name. */
 class Addresses {
 public:
     /** The context and the target must outlive this object and its results. */
     Addresses(const CommandContext& context, const Target& target, AddressUnit unit)
         : m_context(context), m_target(target), m_unit(unit) {}
 
-    /** Finds a register or a field. @throws Failure if the text is not an address or a name, or if it is unknown. */
+    /** Finds a register or a field. @throws Failure if the text does not select exactly one register or field. */
     Addressed find(const std::string& text);
 
     /**
      * Finds a register, a field, or bits of a register, such as `REGISTER[7:4]`.
      *
-     * @throws Failure as find() does, and if the text is the name of a register and also selects bits of another
-     *         register.
+     * @throws Failure if the text does not select exactly one of these, or if it is the name of a register and also
+     * selects bits of another register.
      */
     Addressed findPart(const std::string& text);
 
-    /** Finds the same as findPart(), and also the registers of a range of addresses, such as 0x10..0x1c. */
+    /** Does the same as findPart(), and also finds the registers of a range of addresses, such as 0x10..0x1c. */
     Addressed findRange(const std::string& text);
 
     /** Finds a register. @throws Failure as find() does, and for a field. */
@@ -57,7 +60,7 @@ public:
     /** Returns whether a text has the form of a range of addresses, such as 0x10..0x1c. */
     static bool isRange(const std::string& text);
 
-    /** Returns whether a text is an address, or the name of a register or a field. */
+    /** Returns whether a text is a number, or the name of a register or a field. */
     bool isRegister(const std::string& text);
 
     /**
@@ -68,14 +71,18 @@ public:
 
 private:
     Addressed findWithoutBits(const std::string& text);
-    /** Returns whether a text with brackets selects bits. If not, the text is the name of an array element. */
+    /**
+     * Returns whether a text with brackets selects bits. If not, the whole text is a name, such as that of an array
+     * element.
+     */
     bool selectsBits(const std::string& text, const Bracketed& bracketed);
     bool isName(const std::string& text);
     /** Returns the address of a named register as a number. */
     std::string hexadecimalAddress(const std::string& name);
     /**
-     * Returns whether to take a text as an address. Without a register map, this includes every text that begins with a
-     * digit, so that the error message is about a number. With a register map, a name may begin with a digit.
+     * Returns whether to take a text as an address. With --index, this is every text. Without a register map, this
+     * includes every text that begins with a digit, so that the error message is about a number. With a register map, a
+     * name may begin with a digit.
      */
     bool isAddress(const std::string& text);
     const RegisterMap* findMap();
@@ -100,7 +107,7 @@ void requireHarmlessRead(const Addressed& addressed);
  * Returns the registers, fields and bits to read, in the order of the texts.
  *
  * @param find the function that evaluates one text.
- * @throws Failure if one of them cannot be read, or if `find` throws it.
+ * @throws Failure if the register map says that one of them cannot be read, or if `find` throws Failure.
  */
 template <typename Find>
 std::vector<Addressed> readableBy(const std::vector<std::string>& texts, const Find& find) {
@@ -116,7 +123,11 @@ std::vector<Addressed> readableBy(const std::vector<std::string>& texts, const F
 /** Returns the requested value: that of the register, of its field, or of its bits. */
 Reading readingOf(const Addressed& addressed, std::uint32_t value);
 
-/** Returns a register with its fields. @param value the value of the word. Bits outside the register are ignored. */
+/**
+ * Returns a register with its fields.
+ *
+ * @param value the value of the word that contains the register. Bits outside the register are ignored.
+ */
 RegisterValue decoded(const AddressedRegister& whole, std::uint32_t value);
 
 } // namespace Rynvelctl

@@ -53,7 +53,7 @@ public:
     }
 
 private:
-    /** @throws Failure if the register map does not allow a change of the bits to any value. */
+    /** @throws Failure if the register map does not allow a change of these bits, whatever their new value is. */
     void requireChangeable(const AddressedRegister& whole) const {
         requireAllowed(whole, {0, 0});
         requireReadable({whole, nullptr});
@@ -67,7 +67,7 @@ private:
         });
     }
 
-    /** Plans to write the bits. @throws Failure if the register map does not allow the value. */
+    /** Plans the write that gives the bits a value. @throws Failure if the register map does not allow the value. */
     void plan(std::uint32_t value) {
         m_value = value;
         m_written = {value, m_bits.mask};

@@ -41,7 +41,9 @@ Boxes boxesOf(const Maps::Register& contents) {
     return boxes;
 }
 
-/** Takes the boxes that do not share bits, the highest first, and fills the gaps between them. */
+/**
+ * Moves boxes that do not share bits out of `boxes`, the highest first. Returns them with a box named "-" in each gap.
+ */
 Boxes takeLayer(Boxes& boxes, unsigned int size) {
     Boxes layer;
     Boxes others;
@@ -106,7 +108,8 @@ std::string bitDiagram(const Maps::Register& contents) {
     }
     if (!boxes.empty()) {
         drawings.push_back('(' + std::to_string(boxes.size()) +
-                           (boxes.size() == 1 ? " more field shares" : " more fields share") + " bits with these)");
+                           (boxes.size() == 1 ? " more field shares" : " more fields share") +
+                           " bits with the fields above)");
     }
     return joinLines(drawings);
 }

@@ -18,9 +18,10 @@ constexpr std::size_t widestLine = 100;
 
 /**
  * Returns a drawing with one box for each field of a register, the highest bits first. The bits of a field are above
- * its box. Bits without a field have the name "-". A line has at most widestLine characters, and a
- * long drawing continues below. Fields that share bits are in separate layers, one below the other. After 16 layers, a
- * line gives the number of further fields. Returns an empty text for a register without fields.
+ * its box. Bits without a field have the name "-". A field outside the register is left out. A line has at most
+ * widestLine characters, unless a single box is wider. A long drawing continues below. Fields that share bits are in
+ * separate layers, one below the other. After 16 layers, a line gives the number of further fields. Returns an empty
+ * text for a register without fields inside it.
  */
 std::string bitDiagram(const Maps::Register& contents);
 

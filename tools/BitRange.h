@@ -27,7 +27,12 @@ struct BitRange {
     std::string text() const;
 };
 
-/** Returns the bit that a number selects. @param bits the width of the register. @throws Failure for a missing bit. */
+/**
+ * Returns the bit that a number selects.
+ *
+ * @param bits the width of the register.
+ * @throws Failure if the text is not a number, or if the register does not have the bit.
+ */
 unsigned int parseBit(const std::string& text, unsigned int bits);
 
 /**
@@ -45,14 +50,17 @@ struct Bracketed {
     /** The text inside the last brackets. */
     std::string inside;
 
-    /** Returns whether the brackets contain a range of bits. Without a colon, they contain the index of an array. */
+    /**
+     * Returns whether the brackets contain a range of bits. Without a colon, they contain the index of an array
+     * element.
+     */
     bool hasRange() const { return inside.find(':') != std::string::npos; }
 };
 
-/** Returns the hint for brackets with a single bit, for the end of an error message. */
+/** Returns the hint at the end of an error message about brackets with a single bit: how to select that bit. */
 std::string oneBitOf(const Bracketed& bracketed);
 
-/** Splits a text that ends in brackets; none for any other text. */
+/** Returns the parts of a text that ends in brackets; none for any other text. */
 std::optional<Bracketed> splitBrackets(const std::string& text);
 
 } // namespace Rynvelctl

@@ -52,7 +52,10 @@ private:
         m_hasOnlyFields = false;
     }
 
-    /** @throws Failure for an entry that the user probably means as bits. */
+    /**
+     * @throws Failure for an entry such as 4-7 or 4..7, which the user probably means as a range of bits, and for a
+     * blank.
+     */
     void requireNoMistake(const std::string& entry) const {
         if (isField(entry)) {
             return;

@@ -11,18 +11,18 @@
 
 namespace Rynvelctl {
 
-/** The choice of the user. */
+/** The values of --color. */
 enum class ColorChoice { Auto, Always, Never };
 
-/** Returns the texts that parseColorChoice() takes. */
+/** Returns the texts that parseColorChoice() accepts. */
 std::vector<std::string> colorChoiceNames();
 
 /** Returns the choice that an option gives. @throws Failure if the text is not one of colorChoiceNames(). */
 ColorChoice parseColorChoice(const std::string& text);
 
 /**
- * Returns whether standard output gets colors. With Auto, it gets colors if it is a terminal, if TERM is not "dumb",
- * and if NO_COLOR is unset or empty.
+ * Returns whether standard output gets colors. With Auto, standard output gets colors only if Terminal::isAvailable()
+ * returns true and NO_COLOR is unset or empty.
  */
 bool usesColor(ColorChoice choice);
 

@@ -30,7 +30,10 @@ GivenBase baseOf(const GlobalOptions& options) { return options.base.empty() ? G
 
 constexpr const char* serverVariable = "RYNVELCTL_REMOTE";
 
-/** Returns the server that the environment names for the commands without --remote; none if it does not name one. */
+/**
+ * Returns the server that the environment names for the commands without --remote; none if the environment does not
+ * name a server.
+ */
 std::optional<RemoteServer> defaultServer(const CommandTimeout& timeout) {
     const char* const address = std::getenv(serverVariable);
     if (address == nullptr || *address == '\0') {

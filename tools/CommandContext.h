@@ -46,7 +46,7 @@ public:
 
     ColorChoice color() const { return m_color; }
 
-    /** Returns whether the user has turned on traces with an option. */
+    /** Returns whether the user has given --trace. */
     bool isTraced() const { return m_isTraced; }
 
     const CommandTimeout& timeout() const { return m_timeout; }
@@ -55,7 +55,8 @@ public:
      * Returns the device with this name, on this machine or on the server. The result is valid as long as this object
      * exists.
      *
-     * @throws Failure if no device has this name.
+     * @throws Failure if no device has this name, if the type of the device is unknown, or if --type does not match the
+     * device.
      */
     const Target& target(const std::string& name) const;
 
@@ -73,8 +74,8 @@ public:
     Maps::MapCatalog& maps() const { return m_maps->catalog(); }
 
     /**
-     * Returns the description of a device; null if no register map describes it. The result is valid as long as this
-     * object exists.
+     * Returns the description of a device; null if no register map describes the device. The result is valid as long as
+     * this object exists.
      *
      * @throws Maps::UnusableMap if a register map cannot be used.
      */
@@ -83,7 +84,8 @@ public:
     /**
      * Returns the description of a device.
      *
-     * @throws Failure as findRegisterMap() does, and if no register map describes it.
+     * @throws Maps::UnusableMap as findRegisterMap() does.
+     * @throws Failure if no register map describes the device.
      */
     const RegisterMap& registerMap(const Target& target) const;
 
@@ -101,7 +103,7 @@ public:
      * Returns the server.
      *
      * @param command the command that needs a server.
-     * @throws Failure if the user has not given one.
+     * @throws Failure as findServer() does, and if neither --remote nor the environment gives a server.
      */
     const RemoteServer& server(const char* command) const;
 

@@ -71,7 +71,7 @@ void CommandLine::addGlobalOptions(const Common::Command& program) {
     program.addOption("--base", oneOf({"2", "10", "16"}), m_options.base,
                       "the base of printed values (default: 16, and 10 for fields)");
     program.addOption("--color", oneOf(colorChoiceNames()), m_options.color,
-                      "color the table of watch (default: auto, which is never if NO_COLOR is set)");
+                      "color the table of watch (default: auto, only on a terminal and without NO_COLOR)");
     program
         .addOption(
             "--trace", "CHANNEL=LEVEL", m_options.traces,

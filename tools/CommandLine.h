@@ -27,13 +27,18 @@ public:
     Common::CommandDescription describe() const { return m_parser.describe(); }
 
     /**
-     * Selects the command of the arguments. Prints the answer instead if the user asks for help or the version.
+     * Selects the command that the arguments name. If they ask for the help or the version, prints that text instead.
      *
-     * @return whether there is a command to run. @throws Failure or OutputClosed.
+     * @return whether there is a command to run.
+     * @throws Failure or OutputClosed.
      */
     bool parse(int argc, const char* const* argv);
 
-    /** Runs the command that the arguments select. @throws Failure or OutputClosed. */
+    /**
+     * Runs the command that the arguments name. For `--complete`, prints completions instead.
+     *
+     * @throws Failure or OutputClosed.
+     */
     void run(int argc, const char* const* argv);
 
 private:

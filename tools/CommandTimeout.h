@@ -20,8 +20,8 @@ class Failure;
 class CommandTimeout {
 public:
     /**
-     * @param limit the time-out; none for a command without one. In that case, each answer from a server has a time-out
-     * of 5 s.
+     * @param limit the time-out; none for a command without a time-out. In that case, each answer from a server has a
+     * time-out of 5 s.
      */
     explicit CommandTimeout(std::optional<std::chrono::milliseconds> limit);
 
@@ -42,7 +42,7 @@ public:
     /** Returns whether the command itself has a time-out. */
     bool isLimited() const { return m_limit.has_value(); }
 
-    /** Returns the time-out of an answer as text, for example "5 s". */
+    /** Returns the time-out of the command as text, for example "5 s"; without one, returns that of an answer. */
     std::string limitText() const;
 
 private:

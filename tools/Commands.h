@@ -51,7 +51,7 @@ struct NoOptions {};
  * Adds a command. If the user gives the command, `chosen` becomes an action that calls `run` with the options. The
  * options then have their defaults again, so that the parser can parse another command line.
  *
- * @param options have their defaults.
+ * @param options the options, with their default values.
  * @return the command, to which the caller adds the options.
  */
 template <typename Options>

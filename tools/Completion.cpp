@@ -96,14 +96,15 @@ struct Line {
 };
 
 /**
- * Calls a function with the map of the device on the command line, and returns the result; an empty list without a map.
+ * Calls a function with the register map of the device on the command line, and returns the result. Returns an empty
+ * list if no register map describes the device.
  */
 template <typename Function>
 Words fromMap(const Line& line, const Function& function) {
     if (line.arguments.empty()) {
         return {};
     }
-    // Ignores an error, because a shell cannot show it.
+    // Ignores an error, because the completion scripts of the shells discard error messages.
     try {
         Maps::MapSearch search(line.maps);
         const auto description = search.catalog().find(line.arguments.front());

@@ -21,7 +21,7 @@ namespace Rynvelctl {
 
 /**
  * Finds and describes each device only once, and keeps it open. The devices and descriptions exist as long as this
- * object.
+ * object does.
  */
 class DeviceCache {
 public:
@@ -34,7 +34,7 @@ public:
     std::shared_ptr<OpenDevice> open(const Target& target, const CommandTimeout& timeout);
 
     /**
-     * Returns the description of a device; null if no register map describes it.
+     * Returns the description of a device; null if no register map describes the device.
      *
      * @throws Maps::UnusableMap if a register map cannot be used.
      */

@@ -89,7 +89,7 @@ private:
         if (!m_connection) {
             m_connection.emplace(m_server.address(), deadlines());
         }
-        // The server releases the device that it has opened before.
+        // On this request, the server releases the device that it opened for the previous request.
         m_connection->open(name, deadlines());
     }
 

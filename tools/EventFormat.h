@@ -33,7 +33,7 @@ EventTexts textsOf(const InterruptType& interrupt);
 EventTexts textsOf(const InterruptState& interrupt);
 /** @} */
 
-/** A format with directives such as %v. A text of the event replaces each directive. */
+/** A format with directives such as %v. The corresponding text of an event replaces each directive. */
 class EventFormat {
 public:
     /**
@@ -58,7 +58,11 @@ constexpr const char* interruptDirectives = "tdv";
 Common::OptionReference addFormatOption(const Common::Command& command, std::string& format,
                                         const std::string& directives);
 
-/** Returns the format that the user gives; none for an empty text. @throws Failure also with --json or --quiet. */
+/**
+ * Returns the format that the user gives; none for an empty text.
+ *
+ * @throws Failure for a wrong format, and if the user also gives --json or --quiet.
+ */
 std::optional<EventFormat> parseFormat(const Output& output, const std::string& text, const std::string& command,
                                        const std::string& directives);
 
@@ -66,7 +70,7 @@ std::optional<EventFormat> parseFormat(const Output& output, const std::string& 
 void requireTextFormat(const Output& output, const std::string& option);
 
 /**
- * Prints an event of interrupts.
+ * Prints an interrupt, or a result of the command irq.
  *
  * @param format the user's format; none for the format that the global options select.
  */

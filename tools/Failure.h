@@ -45,8 +45,8 @@ inline Failure usageError(const std::string& text) { return {ExitStatus::UsageEr
 Failure caughtFailure();
 
 /**
- * Returns an error message as a whole line, with the text of the ErrorPrefix that exists. A control character in the
- * text becomes a question mark.
+ * Returns an error message as a whole line, with the text of the current ErrorPrefix, if there is one. A question mark
+ * replaces every character that controls a terminal.
  */
 std::string errorLine(const std::string& text);
 

@@ -57,7 +57,10 @@ std::string folderOf(const std::string& name) {
 /** A new file, which the destructor removes unless replace() has succeeded. */
 class TemporaryFile {
 public:
-    /** @param name the file to replace; the new file is in the same folder. @param mode the first permissions. */
+    /**
+     * @param name the file to replace; the new file is in the same folder.
+     * @param mode the permissions at the creation of the new file.
+     */
     TemporaryFile(const std::string& name, mode_t mode) : m_name(name), m_folder(folderOf(name)) {
         for (int number = 0; !m_file.isOpen(); ++number) {
             m_path = m_folder + "/.rynvelctl." + std::to_string(::getpid()) + '.' + std::to_string(number);
@@ -175,7 +178,7 @@ void replaceFile(const std::string& name, const std::string& contents) {
     TemporaryFile file(name, replaced ? ownerOnlyMode : newFileMode);
     if (replaced) {
         const bool hasGroup = file.setOwner(replaced->st_uid, replaced->st_gid);
-        // Another group must not get the permissions of this group.
+        // If the new file has another group, that group must not get the permissions of the replaced file's group.
         file.setMode(hasGroup ? replaced->st_mode : replaced->st_mode & ~groupPermissions);
     }
     file.write(contents);

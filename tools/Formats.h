@@ -49,7 +49,7 @@ constexpr bool hasBase =
                        std::is_same<Value, RegisterDump>, std::is_same<Value, RegisterChange>,
                        std::is_same<Value, RegisterDifference>, std::is_same<Value, RestoredRegister>>;
 
-/** Returns the time with three decimals and without the unit. */
+/** Returns the time in milliseconds, with three decimals and without the unit. */
 std::string inMilliseconds(std::chrono::nanoseconds time);
 
 /** Returns the number as text, or "none". */

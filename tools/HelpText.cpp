@@ -16,8 +16,8 @@ struct HelpSection {
 };
 
 /**
- * Returns the sections about the program as a whole. A function builds the sections, because most commands show no help
- * and must not spend the time.
+ * Returns the sections about the program as a whole. This is a function instead of a constant, because most commands do
+ * not need the sections.
  */
 std::vector<HelpSection> helpSections() {
     return {
@@ -31,7 +31,7 @@ std::vector<HelpSection> helpSections() {
           "number: give 10 or 0x8. The same applies to times and ports.",
           "A time is a number with the unit ms, s, m or h, for example 100ms or 1.5s. It must be a whole number of "
           "milliseconds. The longest time is one day.",
-          "--base selects the base of printed values. It does not change addresses, JSON and the output of describe."}},
+          "--base selects the base of printed values. It does not change addresses, JSON or the output of describe."}},
         {"Addresses",
          {"For every device, an address is a byte address and a multiple of the register's size. With --index, it is "
           "the index of a register. If the device has a map, the address must be inside the map.",

@@ -138,8 +138,8 @@ public:
             if (deadline.hasPassed()) {
                 throw Failure(ExitStatus::TimedOut, m_name + ": " + timeoutMessage());
             }
-            // Another process may have taken the interrupt, or the driver may always report readiness. The pause keeps
-            // the loop from using the whole processor.
+            // Another process may have taken the interrupt, or the driver may always report readiness. Without the
+            // pause, the loop would use all the time of a processor.
             waitUntilReady(noDescriptor, Common::Deadline::earlier(Common::Deadline(retryInterval), deadline));
         }
     }

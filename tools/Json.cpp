@@ -10,7 +10,7 @@ namespace Rynvelctl {
 
 namespace {
 
-/** Returns a character as a part of a string. @param text the character itself. */
+/** Returns a character as it appears in a JSON string. @param text the bytes of the character. */
 std::string escaped(const Character& character, std::string_view text) {
     if (text == "\"" || text == "\\") {
         return '\\' + std::string(text);

@@ -34,7 +34,10 @@ private:
 /** Returns an array of values that are JSON text. */
 std::string jsonArray(const std::vector<std::string>& values);
 
-/** Returns a JSON string with its quotes. Bytes outside ASCII stay unchanged. */
+/**
+ * Returns a JSON string with its quotes. Escapes quotes, backslashes and the characters that control a terminal. All
+ * other bytes stay unchanged.
+ */
 std::string jsonString(const std::string& text);
 
 } // namespace Rynvelctl

@@ -13,7 +13,7 @@ namespace Rynvelctl {
 namespace {
 
 constexpr std::size_t maxDepth = 8;
-// A value needs far more memory than its text.
+// Limits the memory for a file, because a value needs far more memory than its text.
 constexpr std::size_t maxValues = 2'000'000;
 
 using Parser = nlohmann::json;
@@ -73,7 +73,10 @@ private:
     ReadPosition* m_position;
 };
 
-/** Returns the cause in a message such as "[json.exception.parse_error.101] parse error at line 1: CAUSE; DETAILS". */
+/**
+ * Returns the cause, cut to 100 bytes, from a message such as "[json.exception.parse_error.101] parse error at line 1:
+ * CAUSE; DETAILS".
+ */
 std::string causeOf(const std::string& message) {
     const std::size_t position = message.find(": ");
     const std::size_t id = message.find("] ");

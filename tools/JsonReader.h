@@ -50,7 +50,10 @@ private:
     std::size_t m_line;
 };
 
-/** @throws WrongJson if the text is not JSON, nests its values deeper than 8 levels, or has more than 2000000 values.
+/**
+ * Returns the value of a JSON text.
+ *
+ * @throws WrongJson if the text is not JSON, nests its values deeper than 8 levels, or has more than 2000000 values.
  */
 JsonValue parseJson(const std::string& text);
 

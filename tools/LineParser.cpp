@@ -22,7 +22,7 @@ std::vector<const char*> argumentsOf(const std::vector<std::string>& words) {
 }
 
 /**
- * Checks that an editor shows the same words as wordsOf() returns.
+ * Checks that wordsOf() returns the same words that an editor shows for the line.
  *
  * @throws Failure for a NUL byte, for a carriage return before the end, and for a line that is too long.
  */

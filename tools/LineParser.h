@@ -27,7 +27,10 @@ public:
 private:
     struct Commands;
 
-    /** Null after a wrong line, because the options of that line must not apply to the next line. */
+    /**
+     * Null before the first line, and after a wrong line, because the options of that line must not apply to the next
+     * line.
+     */
     std::unique_ptr<Commands> m_commands;
 };
 

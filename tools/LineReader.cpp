@@ -101,7 +101,8 @@ bool LineReader::readMore() {
     if (count == -1 && errno != EINTR && errno != EAGAIN) {
         throw fileFailure(m_file);
     }
-    // Reading a file that is always readable involves no wait, so the time-out may expire without one.
+    // A file that is always readable involves no wait, so waitUntilReadable() does not notice that the time-out has
+    // expired.
     if (count > 0) {
         m_timeout.requireTimeLeft(m_file);
     }

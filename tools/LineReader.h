@@ -38,7 +38,7 @@ public:
      */
     std::optional<std::string> next();
 
-    /** Returns the number of the line that next() has returned, counted from 1. */
+    /** Returns the number of the line that next() has returned last, counted from 1. */
     std::size_t number() const { return m_number; }
 
 private:

@@ -56,7 +56,7 @@ struct Limit {
 };
 
 /**
- * Returns the limit for a file that begins with this register.
+ * Returns the limit for a file whose first value is for this register.
  *
  * @throws Failure if the register is outside the map of the device.
  */

@@ -25,8 +25,8 @@ std::string macroName(const std::vector<std::string>& names);
 class MacroNames {
 public:
     /**
-     * Reserves a name for a later call of add() with this name. For other names, add() does not form it by appending a
-     * number.
+     * Reserves a name for a later call of add() with this name: add() does not form the reserved name by appending a
+     * number to another name.
      */
     void reserve(const std::string& name) { m_reserved.insert(name); }
 

@@ -57,7 +57,7 @@ public:
     }
 
 private:
-    /** The file with the first description of each name. */
+    /** For each peripheral name, the file with the first description. */
     std::map<std::string, std::string> m_files;
 };
 
@@ -84,7 +84,7 @@ CheckedMap check(const std::string& file, const Common::Deadline& deadline) {
     return checked;
 }
 
-/** @param path a file or a folder. */
+/** @throws Failure if a folder contains no register map. @param path a file or a folder. */
 void requireMaps(const std::string& path) {
     if (Maps::MapCatalog({path}).files().empty()) {
         throw usageError(path + ": the folder has no register map (the names of maps end in .svd)");

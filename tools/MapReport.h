@@ -37,7 +37,9 @@ using MapList = std::vector<ListedMap>;
 
 struct CheckedMap {
     std::string file;
-    /** Whether none of the diagnostics is an error. If one is an error, the numbers are 0. */
+    /**
+     * Whether none of the diagnostics is an error. If one is an error, the numbers of peripherals and registers are 0.
+     */
     bool isUsable;
     std::size_t peripherals;
     std::size_t registers;

@@ -119,7 +119,9 @@ Rows propertiesOf(const DescribedRegister& described) {
     return rows;
 }
 
-/** Returns the value of a field after a reset; "-" if the map does not give all its bits. */
+/**
+ * Returns the value of a field after a reset; "-" if the map does not give the reset values of all bits of the field.
+ */
 std::string resetValueOf(const Maps::Field& field, const Maps::Register& contents) {
     const bool isGiven = contents.resetValue && Maps::isInside(field, contents) &&
                          (contents.resetMask & Maps::maskOf(field)) == Maps::maskOf(field);
@@ -161,7 +163,7 @@ std::string valuesOf(const Maps::Enumeration& enumeration, const Maps::Field& fi
     return TextTable(rows).text(widestLine);
 }
 
-/** Adds the values of a field that have names, after an empty line. */
+/** Adds a table of each enumeration of a field, after an empty line and a heading. */
 void addValues(Lines& lines, const Maps::Field& field) {
     for (const Maps::Enumeration& enumeration : field.enumerations) {
         const std::string usage =

@@ -9,7 +9,7 @@ namespace Rynvelctl {
 
 namespace {
 
-/** Returns the bits of a value from the highest to the lowest, with an x for each open bit. */
+/** Returns the bits of a value from the highest to the lowest, with an x for each "don't care" bit. */
 std::string inBits(const Maps::EnumeratedValue& value, const Maps::Field& field) {
     std::string digits;
     for (std::uint64_t bit = 1; bit != 0 && (bit & Maps::highestOf(field)) != 0; bit <<= 1U) {

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Words for the properties in a register map.
+ * The texts for the properties of registers and fields in a register map.
  */
 #ifndef RYNVELCTL_MAPWORDS_H
 #define RYNVELCTL_MAPWORDS_H
@@ -30,7 +30,10 @@ std::string bitRange(unsigned int msb, unsigned int lsb);
 /** Returns the values that may be written, in words. */
 std::string wordsFor(const Maps::WriteConstraint& constraint);
 
-/** Returns a value of a field as a number, as bits of which some are open ("0b1x"), or "others". */
+/**
+ * Returns an enumerated value as a number, as a bit pattern with an x for each "don't care" bit, such as "0b1x", or as
+ * "others" for the default value.
+ */
 std::string textOf(const Maps::EnumeratedValue& value, const Maps::Field& field);
 
 } // namespace Rynvelctl

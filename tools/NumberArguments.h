@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /**
- * @file Numbers on the command line: decimal, hexadecimal with 0x or binary with 0b, without a sign or blanks. The
- * functions refuse a decimal number with a leading zero, because the user may mean an octal number.
+ * @file
+ * Numbers on the command line: decimal, hexadecimal with 0x or binary with 0b, without a sign or blanks. The functions
+ * refuse a decimal number with a leading zero, because the user may mean an octal number.
  */
 #ifndef RYNVELCTL_NUMBERARGUMENTS_H
 #define RYNVELCTL_NUMBERARGUMENTS_H
@@ -25,7 +26,7 @@ std::uint32_t parseNumber(const std::string& name, const std::string& text);
 /**
  * Returns the number that the text gives.
  *
- * @throws Failure if the text is not a number, or if the number does not fit in a register of `width` bits.
+ * @throws Failure as parseNumber() does, and if the number does not fit in `width` bits.
  */
 std::uint32_t parseValue(const std::string& name, const std::string& text, unsigned int width);
 

@@ -20,13 +20,13 @@ using GivenBase = std::optional<NumberBase>;
 /** Returns the base that a text such as "16" gives. @throws Failure for any other text. */
 NumberBase parseBase(const std::string& text);
 
-/** Returns the value of a register of `bits` bits. A prefix shows the base, unless it is 10. */
+/** Returns the value of a register of `bits` bits as text. A prefix shows the base, unless the base is 10. */
 std::string registerText(std::uint64_t value, unsigned int bits, GivenBase base);
 
-/** Returns the value without a prefix. Blanks precede a decimal number, so that the values form columns. */
+/** Returns the text of the value without a prefix. Blanks precede a decimal number, so that the values form columns. */
 std::string registerColumn(std::uint64_t value, unsigned int bits, GivenBase base);
 
-/** Returns the value of a field of `width` bits, or of bits that are not a field. @{ */
+/** Returns the value of a field of `width` bits, or of bits that are not a field, as text. @{ */
 std::string fieldText(std::uint64_t value, unsigned int width, GivenBase base);
 std::string bitsText(std::uint64_t value, unsigned int width, GivenBase base);
 /** @} */

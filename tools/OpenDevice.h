@@ -21,7 +21,7 @@ constexpr std::chrono::milliseconds lateAnswerLimit(100);
 
 /**
  * A device that a command has opened. A function throws Failure if the operation fails, or if the time-out of the
- * command passes. The failure is an UnansweredRequest if a server may have carried out the operation.
+ * command expires. The failure is an UnansweredRequest if a server may have carried out the operation.
  */
 class OpenDevice {
 public:
@@ -31,8 +31,8 @@ public:
     virtual ~OpenDevice() = default;
 
     /**
-     * Returns whether further operations can succeed. They fail if a server has not answered a request, or has ended
-     * the connection.
+     * Returns whether further operations can succeed. Returns false after a server has left a request unanswered or has
+     * ended the connection.
      */
     virtual bool isUsable() const { return true; }
 
@@ -74,8 +74,11 @@ public:
     virtual std::optional<int> descriptor() = 0;
 };
 
-/** Opens a device, even if it is already open. CommandContext::open() opens it only once. @param target must outlive
- * the result. */
+/**
+ * Opens a device, even if it is already open. CommandContext::open() opens a device only once.
+ *
+ * @param target must outlive the result.
+ */
 std::unique_ptr<OpenDevice> openDevice(const Target& target, const CommandTimeout& timeout);
 
 } // namespace Rynvelctl

@@ -110,7 +110,8 @@ void OpenLocalDevice::disableInterrupts() {
 int OpenLocalDevice::prepareInterrupts() { return m_opened.device->device().getNativeHandle(); }
 
 std::optional<std::uint32_t> OpenLocalDevice::receiveInterrupt(const Common::Deadline& /*deadline*/) {
-    // Another process may take the interrupt after poll() returns. The function must then not wait for the next one.
+    // Another process may take the interrupt after poll() returns. The function must then not wait for the next
+    // interrupt.
     const Common::NonBlocking nonBlocking(m_opened.device->device().getNativeHandle());
     errno = 0;
     unsigned long word = 0;

@@ -15,7 +15,8 @@
 namespace Rynvelctl {
 
 /**
- * Uses the library. Checks the time-out of the command before each access, but does not interrupt a call to a driver.
+ * Uses the library. Checks the time-out of the command before each access to a register, except in readLate(). Does not
+ * interrupt a call to a driver.
  */
 class OpenLocalDevice final : public OpenDevice {
 public:

@@ -39,7 +39,10 @@ void waitUntilWritable(const CommandTimeout& timeout) {
 /** A writable pipe accepts this number of bytes without blocking. */
 constexpr std::size_t longestWrite = PIPE_BUF;
 
-/** Returns the number of bytes to write next. They are whole lines if possible, because a later write may fail. */
+/**
+ * Returns the number of bytes to write next. These are whole lines if a line ends within longestWrite bytes, because a
+ * later write may fail.
+ */
 std::size_t sizeOfWrite(std::string_view lines) {
     const std::size_t end = lines.rfind('\n', longestWrite - 1);
     return end == std::string_view::npos ? longestWrite : end + 1;

@@ -48,8 +48,9 @@ public:
     enum class Contents { Bytes, Lines };
 
     /**
-     * Writes a text unchanged. If standard output does not take all lines before the time-out, the last line that it
-     * takes is whole, unless the line is very long.
+     * Writes a text unchanged, in pieces of at most PIPE_BUF bytes. With Contents::Lines, a piece consists of whole
+     * lines, unless a line has more than PIPE_BUF bytes. A failure or a time-out between two pieces then does not cut a
+     * line. With Contents::Bytes, it can cut a line.
      *
      * @throws Failure or OutputClosed.
      */
@@ -57,8 +58,8 @@ public:
 
     /**
      * Lets the commands run to their end even if standard output fails or loses its reader. After this call, print()
-     * and write() store the first of these failures instead of throwing it. They still throw a Failure after the
-     * time-out.
+     * and write() store the first of these failures instead of throwing it. Both functions still throw a Failure after
+     * the time-out.
      */
     void deferFailures() const { m_deferred.isOn = true; }
 

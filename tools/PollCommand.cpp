@@ -120,7 +120,7 @@ void addPollCommand(const Common::Command& program, Action& chosen) {
     addRegister(command, *options);
     addCondition(command, options->condition, "the value to wait for",
                  "wait until the register or the field has another value");
-    command.addOption("--interval", "TIME", options->interval, "the time from one read to the next (default: 10ms)");
+    command.addOption("--interval", "TIME", options->interval, "the pause between two reads (default: 10ms)");
     addSideEffectsOption(command, options->includesSideEffects);
     addIndexOption(command, *options);
 }

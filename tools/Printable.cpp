@@ -29,7 +29,7 @@ bool isIn(const std::array<CodeRange, count>& ranges, char32_t code) {
 
 bool isLineEnd(const Character& character) { return character.code == U'\n'; }
 
-/** A form of UTF-8 for characters of one size. */
+/** A form of UTF-8 for the characters with the same number of bytes. */
 struct Utf8Form {
     std::size_t size;
     /** The bits of the first byte that determine the size, and their values. @{ */
@@ -42,7 +42,10 @@ struct Utf8Form {
 constexpr std::array<Utf8Form, 4> utf8Forms{
     {{1, 0x80, 0x00, 0x0}, {2, 0xE0, 0xC0, 0x80}, {3, 0xF0, 0xE0, 0x800}, {4, 0xF8, 0xF0, 0x10000}}};
 
-/** Returns the code of a character of this form; less than the lowest code if the text is not UTF-8. */
+/**
+ * Returns the code of a character of this form; less than `form.lowest` if the text does not begin with a character of
+ * this form.
+ */
 char32_t codeOf(std::string_view text, const Utf8Form& form) {
     constexpr unsigned char continuationMask = 0xC0;
     constexpr unsigned char continuationMark = 0x80;
@@ -58,7 +61,7 @@ char32_t codeOf(std::string_view text, const Utf8Form& form) {
     return code;
 }
 
-/** Returns the text with a question mark in place of every character that does not have a property. */
+/** Returns the text with a question mark in place of every character for which `isShown` returns false. */
 template <typename Property>
 std::string withMarks(std::string_view text, const Property& isShown) {
     std::string result;

@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Texts that do not control the terminal: names from files, servers and the command line can contain any character.
+ * Removes the characters that control a terminal from texts. Names from files, servers and the command line can contain
+ * any character.
  */
 #ifndef RYNVELCTL_PRINTABLE_H
 #define RYNVELCTL_PRINTABLE_H
@@ -15,10 +16,12 @@ namespace Rynvelctl {
 /** A character of UTF-8. */
 struct Character {
     char32_t code;
-    /** The number of its bytes. */
+    /** The number of bytes of the character in the text. */
     std::size_t size;
 
-    /** Returns whether this is a byte that is not UTF-8. In that case, the code is the value of the byte. */
+    /**
+     * Returns whether the object is a single byte that is not UTF-8. In that case, the code is the value of the byte.
+     */
     bool isMalformed() const { return size == 1 && code > U'\x7F'; }
 
     /**
@@ -34,7 +37,7 @@ Character firstCharacter(std::string_view text);
 /** Returns the text with a question mark in place of every character that controls a terminal. */
 std::string printable(std::string_view text);
 
-/** Returns a text of several lines like printable(), but with its line ends. */
+/** Does the same as printable(), but keeps the line feeds. */
 std::string printableLines(std::string_view text);
 
 /**

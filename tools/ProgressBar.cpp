@@ -26,7 +26,7 @@ constexpr std::string_view manyBlanks = "                                       
 std::atomic<const ProgressBar*> currentBar{nullptr};
 
 /**
- * Writes a text if the terminal can take it now, because the bar must not hold up the command. Returns whether the text
+ * Writes a text if the terminal can take it now, because the bar must not delay the command. Returns whether the text
  * was written.
  */
 bool show(std::string_view text) {
@@ -84,7 +84,7 @@ void ProgressBar::draw() {
         currentBar = this;
         m_terminationSignals.emplace(eraseAtSignal);
     }
-    // A signal may arrive before the drawing has ended.
+    // Stores the length before the drawing, because a signal may arrive during the drawing.
     m_shown = line.size() + rest;
     if (show('\r' + line + std::string(rest, ' '))) {
         m_shown = line.size();

@@ -41,14 +41,14 @@ private:
     static void eraseAtSignal(int number);
 
     void draw();
-    /** @param others the number of columns after the line that the terminal may have filled. */
+    /** @param others the number of columns after the line in which the terminal may have shown other characters. */
     void erase(std::size_t others) const;
 
     const std::string m_label;
     const std::size_t m_total;
     std::size_t m_done = 0;
     Clock::time_point m_nextDrawing;
-    /** The length of the line that the terminal shows. */
+    /** The length in characters of the line that the terminal shows; 0 without a line. */
     std::atomic<std::size_t> m_shown{0};
     /** This member must be the last, because its handler uses the other members. */
     std::optional<TerminationSignalHandler> m_terminationSignals;

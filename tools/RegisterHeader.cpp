@@ -22,11 +22,11 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/** If several macros have the same name, the macros with the lowest rank keep it. */
+/** If several macros have the same name, the first macro with the lowest rank keeps the name. */
 enum Rank { ofRegister, ofField, ofValue };
 
 struct Macro {
-    /** The end of the name, and later the whole name. Empty if the header has the same macro already. */
+    /** The end of the name, and later the whole name. Empty if the header already has the same macro. */
     std::string name;
     /** In parentheses; empty for a constant. */
     std::string parameters;
@@ -84,7 +84,7 @@ std::string parameter(std::size_t position, std::size_t count) {
     return count == 1 ? "index" : "index" + std::to_string(position);
 }
 
-/** The names and the arrays that lead to an element of a map. */
+/** The path from the device to a register or a cluster: the names and the arrays on the way. */
 struct Path {
     /** The names, with the index of each array element. */
     Names single;
@@ -93,7 +93,7 @@ struct Path {
     std::uint64_t offset = 0;
     std::vector<std::shared_ptr<const Maps::Array>> arrays{};
     bool isFirst = true;
-    /** Whether an index differs from the position in its array. */
+    /** Whether the index of an array element differs from the position of the element in the array. */
     bool hasOwnIndex = false;
 
     bool isInArray() const { return !arrays.empty(); }
@@ -325,8 +325,8 @@ private:
 };
 
 /**
- * Gives the macros their names. If a register or field has the name of an earlier one, the names of all its macros
- * contain the same number. If the header already has the same macro, the name of the macro becomes empty.
+ * Gives the macros their names. If an earlier register or field has the same name, the names of all macros of the later
+ * one contain the same number. If the header already has the same macro, the name of the macro becomes empty.
  */
 class Naming {
 public:

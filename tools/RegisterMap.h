@@ -26,7 +26,10 @@ struct AddressedRegister {
     Maps::LocatedRegister located;
     /** The range of the single register, with its name. */
     RegisterRange range;
-    /** The word of the register. Reading it can have a side effect on another register in the word. */
+    /**
+     * The word of the device that contains the register. Reading the word can have a side effect on another register in
+     * it.
+     */
     Maps::Word word;
 
     const std::string& name() const { return located.name; }
@@ -76,8 +79,8 @@ public:
     void requireAccessible(const Maps::LocatedRegister& located) const;
 
     /**
-     * Checks the registers of the map after the first register of a range. If several registers begin in a word, one of
-     * them must pass.
+     * Checks the registers of the map after the first register of a range. If several registers begin in a word, only
+     * one of them needs to pass.
      *
      * @param check throws Failure for a register that does not pass.
      */

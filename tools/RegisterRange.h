@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Registers of a device at the address that the user gives.
+ * Consecutive registers of a device, from an address that the user gives.
  */
 #ifndef RYNVELCTL_REGISTERRANGE_H
 #define RYNVELCTL_REGISTERRANGE_H
@@ -59,7 +59,7 @@ public:
      */
     RegisterRange resized(std::uint32_t count) const;
 
-    /** Returns the range of the single register at `position`, counted from 0. It has no name. */
+    /** Returns the range of the single register at `position`, counted from 0. The returned range has no name. */
     RegisterRange operator[](std::uint32_t position) const;
 
     /** Returns whether all registers are inside the map of the device. @param mapSize as in requireInside(). */
@@ -99,7 +99,7 @@ public:
 
 private:
     void requireAddresses() const;
-    /** Returns the error message for a range that is not inside its bounds. */
+    /** Returns the text of an error message that says that the range is outside the bounds. */
     std::string textOutside(const std::string& bounds) const;
     /**
      * Returns whether the address unit of the device is known, or does not matter. A remote device type, such as

@@ -15,7 +15,10 @@
 
 namespace Rynvelctl {
 
-/** The address of a register server. The error message of a failed call names the server. */
+/**
+ * The address of a register server. The error message of a failed call names the server, unless the server has refused
+ * a request.
+ */
 class RemoteServer {
 public:
     /**
@@ -76,8 +79,8 @@ private:
     Common::ServerAddress m_address;
     CommandTimeout m_timeout;
     /**
-     * Whether the server has answered. After an answer, the message of a time-out says that the command has taken too
-     * long. Before an answer, it says that the server does not answer.
+     * Whether the server has answered. After an answer, the message about the time-out of the command says that the
+     * command has taken too long. Otherwise, the message about a time-out says that the server does not answer.
      */
     mutable bool m_hasAnswered = false;
 };

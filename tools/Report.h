@@ -105,7 +105,7 @@ struct RegisterListing {
     std::vector<std::string> inaccessible;
 };
 
-/** The value that a command has written to a register. Bits outside the mask are unknown. */
+/** The value that a command has written to a register. The new values of the bits outside the mask are unknown. */
 struct WrittenValue {
     RegisterRange range;
     std::uint32_t value;
@@ -135,7 +135,7 @@ struct RegisterDump {
     Rynvel::ByteOrder order;
 };
 
-/** A new value of a register or a field, and the time when the command has read it. */
+/** A new value of a register or a field, and the time at which the command read it. */
 struct RegisterChange {
     Reading reading;
     std::string time;
@@ -201,13 +201,13 @@ struct RegisterDifference {
     std::vector<FieldDifference> fields;
 };
 
-/** A register with the value of a snapshot. */
+/** A register to which a restoration has written, or would write, the value of a snapshot. */
 struct RestoredRegister {
     RegisterRange range;
     unsigned int size;
     std::uint32_t before;
     std::uint32_t after;
-    /** Whether the command has written the register. A dry run does not. */
+    /** Whether the command has written the register. False in a dry run. */
     bool isWritten;
 };
 

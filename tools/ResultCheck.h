@@ -15,8 +15,8 @@
 namespace Rynvelctl {
 
 /**
- * Checks whether the register map allows the value that a register has after a masked write. Reads the register if this
- * depends on the bits that the write does not change. Another program can change these bits before the write.
+ * Checks whether the register map allows the value that a register has after a masked write. Reads the register if the
+ * check depends on bits that the write does not change. Another program can change these bits before the write.
  *
  * @param before the value of the register, if the caller has read it.
  * @throws Failure if the map does not allow the value, or if the register cannot be read.

@@ -87,7 +87,7 @@ private:
                     lines.push_back({m_lines.number(), std::move(action)});
                 }
             });
-            // A file with such a line may be endless, like /dev/zero.
+            // Ends here, because a file with a line that is too long may be endless, like /dev/zero.
             if (line->size() > longestLine) {
                 break;
             }

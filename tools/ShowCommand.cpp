@@ -37,7 +37,7 @@ Registers registersNamed(const RegisterMap& map, const std::vector<std::string>&
     return registers;
 }
 
-/** Returns the registers inside the device. Adds the others to the inaccessible registers of the listing. */
+/** Returns the registers inside the map of the device. Adds the others to the inaccessible registers of the listing. */
 Registers insideOf(const OpenDevice& device, const Registers& registers, RegisterListing& listing) {
     Registers inside;
     for (const AddressedRegister& each : registers) {
@@ -51,7 +51,11 @@ Registers insideOf(const OpenDevice& device, const Registers& registers, Registe
     return inside;
 }
 
-/** Reads the registers into the listing. @return the failure that ended the reading; none if all were read. */
+/**
+ * Reads the registers into the listing. Adds a register with an excluded side effect without a value.
+ *
+ * @return the failure of the last read; none if every read succeeded.
+ */
 std::optional<Failure> read(OpenDevice& device, const Registers& registers, bool includesSideEffects,
                             RegisterListing& listing) {
     try {

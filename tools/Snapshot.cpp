@@ -128,7 +128,7 @@ private:
     std::unordered_map<std::string, const JsonValue*> m_members;
 };
 
-// Runs before the other members are taken, because another version of the format may have other members.
+// Call this function before you take the other members, because another version of the format may have other members.
 void takeFormat(Members& members, std::size_t line) {
     const std::string problem = "the file is not a snapshot";
     const std::string format = members.takeText("format");

@@ -51,8 +51,8 @@ Snapshot parseSnapshot(const std::string& text);
 /**
  * Reads the file of a snapshot.
  *
- * @throws Failure if the file cannot be read, or if its contents are wrong. In the second case, the message names the
- * line.
+ * @throws Failure if the file cannot be read, if it has more than 16 MiB, or if its contents are wrong. In the last
+ * case, the message names the line.
  * @throws Common::ReadTimedOut if the deadline passes.
  */
 Snapshot readSnapshot(const std::string& file, const Common::Deadline& deadline = {});

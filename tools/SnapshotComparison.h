@@ -26,7 +26,7 @@ struct ComparedSnapshot {
  * Returns the corresponding registers whose values differ, and the registers without a corresponding one, in the order
  * of their offsets. Two registers correspond if they have the same name, offset and size.
  *
- * @param peripheral describes the fields of the registers; null without a description. The result refers to it.
+ * @param peripheral describes the fields of the registers; null without a description. It must outlive the result.
  */
 std::vector<RegisterDifference> compare(const ComparedSnapshot& first, const ComparedSnapshot& second,
                                         const Maps::Peripheral* peripheral);

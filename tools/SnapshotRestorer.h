@@ -40,7 +40,7 @@ public:
      * Compares the registers with the snapshot, in the order of the snapshot. Writes the parts that differ, and reads
      * them back. Ends at the first failure.
      *
-     * @return the failure; none if there is none.
+     * @return the first failure; none if no operation has failed.
      */
     std::optional<Failure> restore(const Snapshot& snapshot);
 
@@ -64,7 +64,7 @@ private:
     };
 
     void restore(const SavedRegister& saved);
-    /** Returns the obstacle to comparing a register of the snapshot with the device; none if there is none. */
+    /** Returns the reason why a register of the snapshot cannot be compared with the device; none if it can. */
     std::optional<Obstacle> obstacleTo(const SavedRegister& saved) const;
     /** Returns the write that a register needs; none if no part that differs can be written. */
     std::optional<Maps::FieldWrite> planWrite(const AddressedRegister& target, std::uint32_t current,
@@ -92,7 +92,7 @@ private:
     /** For each reason, the index of its element in m_skipped. */
     std::unordered_map<std::string, std::size_t> m_reasons;
     bool m_isMatching = true;
-    /** The outcome for the register that failed, for the error message. */
+    /** The outcome for the register whose restoration has failed, for the error message. */
     const char* m_outcome = notRestored;
 };
 

@@ -14,8 +14,8 @@ constexpr const char* standardOutput = "-";
 /** @} */
 
 /**
- * Opens the standard descriptors that are closed. Otherwise, a device or a connection could become standard output, and
- * the program would print to the registers of the device.
+ * Opens /dev/null for each standard descriptor that is closed. Otherwise, a device or a connection could become
+ * standard output, and the program would print to the registers of the device.
  */
 void reserveStandardDescriptors();
 

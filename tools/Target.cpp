@@ -103,7 +103,7 @@ Target localTarget(const std::string& name, const DeviceTypeInfo* givenType, con
 
 void requireValidName(const std::string& name) {
     if (name.size() > maxNameLength) {
-        throw usageError(name + ": the name is longer than " + std::to_string(maxNameLength) + " characters");
+        throw usageError(name + ": the name is longer than " + std::to_string(maxNameLength) + " bytes");
     }
     if (std::any_of(name.begin(), name.end(), Common::isControlCharacter)) {
         throw usageError(name + ": the name contains a control character, which a server does not accept");

@@ -21,7 +21,8 @@ namespace Rynvelctl {
 struct Target {
     Rynvel::MemoryDevice row;
     /**
-     * The properties of the device type. For a remote device, this is the device type on the server, if it is known.
+     * The properties of the device type. For a remote device, the properties are those of its type on the server, if
+     * that type is known.
      */
     Common::DeviceTypeInfo type;
     /** The server of a remote device. */

@@ -20,14 +20,17 @@ namespace {
 constexpr std::string_view hideCursor = "\x1b[?25l";
 constexpr std::string_view restoreAll = "\x1b[0m\x1b[?25h";
 constexpr std::string_view saveCursor = "\x1b\x37";
-/** This text also returns the cursor to its saved position, which is below the lines. */
+/** These control sequences also move the cursor to its saved position, which is below the lines. */
 constexpr std::string_view restoreAmidLines = "\x1b[0m\x1b\x38\x1b[?25h";
 constexpr std::string_view clearScreen = "\x1b[H\x1b[2J";
 constexpr std::string_view eraseLine = "\x1b[K";
 constexpr std::string_view eraseBelow = "\x1b[J";
 constexpr std::string_view endLine = "\r\n";
 
-/** Further signals that end the process by default. The list omits the signals for wrong memory accesses. */
+/**
+ * Further signals that end the process by default. The list omits the signals that report a fault of the program
+ * itself, such as SIGSEGV.
+ */
 constexpr std::array<int, 10> rareTerminationSignals{SIGABRT, SIGALRM, SIGIO,   SIGPROF,   SIGPWR,
                                                      SIGSYS,  SIGUSR1, SIGUSR2, SIGVTALRM, SIGXCPU};
 /**
@@ -42,7 +45,8 @@ struct SignalState {
     volatile std::sig_atomic_t isDrawing;
     volatile std::sig_atomic_t hasResized;
     /**
-     * Whether the process was stopped after the last drawing. Other processes may then have written to the terminal.
+     * Whether the process was stopped and continued after the last drawing. Other processes may then have written to
+     * the terminal.
      */
     volatile std::sig_atomic_t hasContinued;
     volatile std::sig_atomic_t hasOtherModes;
@@ -51,7 +55,7 @@ struct SignalState {
 
 SignalState signalState;
 
-/** Blocks signals during its lifetime. A signal handler may use it. */
+/** Blocks signals as long as the object exists. A signal handler may construct an object. */
 class BlockedSignals {
 public:
     BlockedSignals(std::initializer_list<int> signals) {
@@ -70,13 +74,19 @@ private:
     sigset_t m_before{};
 };
 
-/** Returns whether other processes use the terminal. A terminal of another session has no background. */
+/**
+ * Returns whether the process is in the background of its controlling terminal. Returns false if standard output is
+ * another terminal.
+ */
 bool isInBackground() {
     const pid_t foreground = ::tcgetpgrp(STDOUT_FILENO);
     return foreground != -1 && foreground != ::getpgrp();
 }
 
-/** Turns off the echo of the terminal. A process in the background must not change the modes of the terminal. */
+/**
+ * Turns off the echo of the terminal if the process is in the foreground. Any other process must not change the modes
+ * of the terminal.
+ */
 void changeModes() {
     if (::tcgetpgrp(STDOUT_FILENO) != ::getpgrp()) {
         return;
@@ -91,11 +101,11 @@ void changeModes() {
 }
 
 /**
- * Restores the terminal. In the background, it leaves the modes to the processes that use the terminal. A signal
- * handler may call this function. It does not wait for a terminal that is stuck.
+ * Restores the cursor and the modes of the terminal. In the background, leaves the modes to the processes that use the
+ * terminal. Waits at most 100 ms for a terminal that does not accept output. A signal handler may call this function.
  */
 void restore() {
-    // If the process has just moved to the background, SIGTTOU would stop it.
+    // Otherwise, SIGTTOU would stop a process that has just moved to the background.
     const BlockedSignals blocked{SIGTTOU};
     if (signalState.isHidden != 0) {
         const std::string_view text = signalState.isDrawing != 0 ? restoreAmidLines : restoreAll;
@@ -145,7 +155,8 @@ void stopAtSignal(int signal) {
     restore();
     std::signal(signal, SIG_DFL);
     std::raise(signal);
-    // The signal is blocked in its handler. The process stops here until the user continues it.
+    // The signal is blocked while its handler runs. Unblocking the signal stops the process until the user continues
+    // the process.
     sigset_t stopping;
     sigemptyset(&stopping);
     sigaddset(&stopping, signal);
@@ -186,7 +197,7 @@ bool Terminal::isAvailable() {
 
 Terminal::Terminal(const Output& output) : m_output(output) {
     signalState = {};
-    // SIGWINCH is blocked except during a wait, so that it interrupts no access to a device.
+    // SIGWINCH is blocked except during a wait, so that the signal does not interrupt an access to a device.
     sigset_t resizing;
     sigemptyset(&resizing);
     sigaddset(&resizing, SIGWINCH);

@@ -19,14 +19,14 @@
 namespace Rynvelctl {
 
 /**
- * Draws lines on the terminal, and replaces them in place. While the object exists, the cursor is hidden, and the
- * terminal does not show what the user types. The destructor restores both and leaves the last lines on the terminal. A
- * signal that ends or stops the process also restores both. In the background of the terminal, the object draws
- * nothing. Only one object may exist at a time.
+ * Draws lines on the terminal, and replaces them in place. While the object exists, the cursor is hidden, and the echo
+ * of the terminal is off. The destructor restores both and leaves the last lines on the terminal. A signal that ends or
+ * stops the process also restores both. While the process is in the background, the object draws nothing. Only one
+ * object may exist at a time.
  */
 class Terminal {
 public:
-    /** Returns whether standard output is a terminal that can move its cursor. */
+    /** Returns whether standard output is a terminal, and TERM is neither unset, empty nor "dumb". */
     static bool isAvailable();
 
     /** @param output must outlive this object. @throws Failure or OutputClosed, like every function that writes. */
@@ -40,7 +40,7 @@ public:
     /**
      * Draws lines in place of the lines that were drawn before.
      *
-     * @param lines must not be longer than the terminal is wide. Their number must be below the number of rows.
+     * @param lines must not be longer than the terminal is wide. The number of lines must be below the number of rows.
      */
     void draw(const std::vector<std::string>& lines);
 
@@ -53,14 +53,17 @@ public:
     bool wait(const Common::Deadline& deadline);
 
 private:
-    /** Returns the text that makes room for lines below the cursor, and moves the cursor to the first of them. */
+    /**
+     * Returns the control sequences that make room for lines, save the cursor position below these lines, and move the
+     * cursor to the first of them.
+     */
     std::string placeFor(std::size_t lines);
 
     const Output& m_output;
     /** The number of lines above the cursor. */
     std::size_t m_drawn = 0;
     bool m_isStale = false;
-    /** Whether the last lines were not drawn. */
+    /** Whether draw() has found the process in the background, and has not drawn the last lines. */
     bool m_isInBackground = false;
     std::optional<TerminationSignalHandler> m_terminationSignals;
     std::optional<TerminationSignalHandler> m_rareTerminationSignals;

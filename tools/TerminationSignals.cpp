@@ -30,7 +30,7 @@ void TerminationSignalHandler::passOn(int number) const {
 }
 
 void TerminationSignalHandler::endProcess(int number) {
-    // This loop includes all signals, so that no pending signal calls a handler again.
+    // The default actions of all termination signals ensure that a pending signal does not call a handler again.
     for (const int ending : terminationSignals) {
         std::signal(ending, SIG_DFL);
     }

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The signals that end the process unless it handles them.
+ * Handlers for the signals that end the process by default.
  */
 #ifndef RYNVELCTL_TERMINATIONSIGNALS_H
 #define RYNVELCTL_TERMINATIONSIGNALS_H
@@ -21,7 +21,9 @@ constexpr std::array<int, 4> terminationSignals{SIGHUP, SIGINT, SIGQUIT, SIGTERM
  */
 class TerminationSignalHandler {
 public:
-    /** Leaves out the signals that the process ignores, because the program that started it may require this. */
+    /**
+     * Leaves out the signals that the process ignores, because the program that started the process may require this.
+     */
     explicit TerminationSignalHandler(void (*handler)(int), const std::vector<int>& signals = {
                                                                 terminationSignals.begin(), terminationSignals.end()});
     TerminationSignalHandler(const TerminationSignalHandler&) = delete;

@@ -13,10 +13,10 @@
 
 namespace Rynvelctl {
 
-/** Returns the number of characters in a text of UTF-8. */
+/** Returns the number of characters in a UTF-8 text. */
 std::size_t characterCount(const std::string& text);
 
-/** Returns the first characters of a text of UTF-8. */
+/** Returns at most the given number of characters from the beginning of a UTF-8 text. */
 std::string cutText(const std::string& text, std::size_t characters);
 
 /** A table with aligned columns. */

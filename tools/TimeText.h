@@ -29,10 +29,10 @@ using Common::describe;
 /** Returns the current time in UTC with microseconds, for example "2020-01-31T23:59:59.000001Z". */
 std::string timeStamp();
 
-/** Returns a given time in the same form. */
+/** Returns the given time in the form of timeStamp(). */
 std::string timeStamp(std::chrono::system_clock::time_point time);
 
-/** Returns whether a text has this form. */
+/** Returns whether a text has the form of timeStamp(). */
 bool isTimeStamp(std::string text);
 
 } // namespace Rynvelctl

@@ -42,8 +42,8 @@ std::string channelNames() {
     return text;
 }
 
-// Sets the level of the pattern, because only the tracing library can match patterns. Afterwards, the channels that
-// match are at the highest level.
+// Changes the levels of the channels that match, because only the tracing library can match patterns. Afterwards, these
+// channels are at the highest level.
 bool matchesAChannel(const std::string& pattern) {
     ZilTraceControl::setLevel(pattern, lowestLevel);
     const auto lowest = levels();

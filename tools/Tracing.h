@@ -12,8 +12,9 @@
 namespace Rynvelctl {
 
 /**
- * Applies trace settings of the form CHANNEL=LEVEL. Without settings in the environment variable ZILTRACE, all other
- * channels are off. An error message is then the only line on standard error.
+ * Applies trace settings of the form CHANNEL=LEVEL. If the environment variable ZILTRACE is unset or empty, all other
+ * channels are off, so that traces do not mix with error messages. A build that cannot control the tracing library
+ * changes no channels.
  *
  * @throws Failure if a setting is malformed, or if the program cannot control the tracing library.
  */

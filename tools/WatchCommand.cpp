@@ -40,7 +40,11 @@ public:
     WatchView& operator=(const WatchView&) = delete;
     virtual ~WatchView() = default;
 
-    /** Takes a reading of the current sample. @param position the position of the watched register or field. */
+    /**
+     * Takes a reading of the current sample.
+     *
+     * @param position the position of the watched register or field, counted from 0.
+     */
     virtual void take(std::size_t position, const Reading& reading) = 0;
     virtual void endSample() {}
     /** Waits until the next sample. */
@@ -76,7 +80,8 @@ public:
     TableView(const TableView&) = delete;
     TableView& operator=(const TableView&) = delete;
 
-    // The terminal keeps the table of the last sample, unless the terminal itself has failed.
+    // Draws a pending table, so that the terminal keeps the table of the last sample. Ignores a failure of the
+    // terminal.
     ~TableView() override {
         try {
             if (m_isPending) {
@@ -107,7 +112,7 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-    /** A person cannot follow more frequent tables. */
+    /** A person cannot read a table that changes more often. */
     static constexpr std::chrono::milliseconds shortestInterval{50};
 
     void draw() {
@@ -128,7 +133,7 @@ public:
     Watch(std::vector<Addressed> watched, OpenDevice& device, WatchView& view)
         : m_watched(std::move(watched)), m_device(device), m_view(view) {}
 
-    /** Reads each register once. */
+    /** Reads each register once, even if several fields of the register are watched. */
     void sample() {
         std::map<std::uint32_t, std::uint32_t> values;
         for (std::size_t i = 0; i < m_watched.size(); ++i) {
@@ -230,7 +235,7 @@ void addWatchCommand(const Common::Command& program, Action& chosen) {
     command.addArgument("NAME", options->name, "the device");
     command.addArgument("ADDRESS", options->addresses,
                         "the byte addresses of the registers, names of registers and fields, or bits ADDRESS[7:4]");
-    command.addOption("--interval", "TIME", options->interval, "the time from one sample to the next (default: 1s)");
+    command.addOption("--interval", "TIME", options->interval, "the pause between two samples (default: 1s)");
     command.addOption("--count", "COUNT", options->count, "end after this number of samples (default: no end)");
     const auto format = addFormatOption(command, options->format, registerDirectives);
     const auto csv =

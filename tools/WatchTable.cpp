@@ -84,7 +84,7 @@ void widen(Widths& widths, const Cells& cells) {
     }
 }
 
-/** Returns the line with the cells, followed by a blank column that separates a plot. */
+/** Returns the line with the cells. Blanks after the last cell separate it from a plot. */
 CutLine lineOf(const Cells& cells, const Widths& widths, std::size_t columns, bool isHighlighted) {
     CutLine line(columns);
     for (std::size_t column = 0; column < cells.size(); ++column) {
@@ -172,7 +172,7 @@ std::string WatchTable::title() const {
 }
 
 bool WatchTable::isHighlighted(const Row& row) const {
-    // A change between two drawings of the table stays visible for a while, because a drawing may skip samples.
+    // A change stays highlighted for highlightTime, because a drawing of the table may skip samples.
     return m_style.usesColor && !row.oldValue.empty() &&
            (row.isChanged || m_samples.back() - row.lastChange < highlightTime);
 }

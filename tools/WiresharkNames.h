@@ -14,7 +14,7 @@ namespace Rynvelctl {
 
 /**
  * Returns the lines for one device, with the registers that the device can access. docs/wireshark.md describes the
- * lines. The addresses are those of the requests to a register server.
+ * format. The addresses are those in the requests to a register server.
  */
 std::string wiresharkNames(const RegisterMap& map);
 

@@ -9,7 +9,7 @@
 namespace Rynvelctl {
 
 std::vector<std::string> wordsOf(const std::string& line) {
-    // Does not use a stream, because a stream takes longer than the rest of a command.
+    // Does not use a stream, because the construction of a stream takes longer than the other work for a command.
     constexpr const char* blanks = " \t\r\v\f";
     std::vector<std::string> words;
     std::size_t begin = line.find_first_not_of(blanks);

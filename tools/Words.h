@@ -15,7 +15,7 @@ namespace Rynvelctl {
 std::vector<std::string> wordsOf(const std::string& line);
 
 /**
- * Refuses a word that the parser of the command line misunderstands.
+ * Refuses a word that the parser of the command line would misinterpret.
  *
  * @throws Failure for an empty word or value, and for a word that begins with a bracket.
  */

@@ -80,7 +80,11 @@ private:
         return {word.substr(0, equalsSign), word.substr(equalsSign + 1)};
     }
 
-    /** Calls a function with the register that the user named. @throws Failure if the register map refuses it. */
+    /**
+     * Calls a function with the register that the user named.
+     *
+     * @throws Failure if the register map refuses the operation.
+     */
     template <typename Function>
     auto allowed(const Function& function) const {
         const AddressedRegister& whole = m_addressed.named->whole;
@@ -209,7 +213,7 @@ void requireVerifiable(const Addressed& addressed, const PlannedWrite& plan) {
  * Reads a register back.
  *
  * @param comparable the bits to compare. Bits that were not written are not compared.
- * @throws Failure if a written bit differs.
+ * @throws Failure if a compared bit differs.
  */
 void verify(OpenDevice& device, const WrittenValue& written, std::uint32_t comparable) {
     const RegisterRange& range = written.range;
@@ -273,12 +277,13 @@ WriteOptions optionsFor(const std::string& assignment, const WriteOptions& optio
     return single;
 }
 
-/** Registers with fields. */
+/** Finds a register by the name of one of its fields. */
 class FieldOwners {
 public:
     /** @param whole must outlive this object. */
     void add(const AddressedRegister& whole) {
-        // The elements of an array share their fields, and a list may write a register many times.
+        // Skips fields that are already known: the elements of an array share their fields, and a list may write a
+        // register many times.
         if (!m_known.insert(whole.contents().fields.begin()).second) {
             return;
         }

@@ -20,7 +20,7 @@ namespace Rynvelctl {
 /** Registers and fields that a command writes one after the other. */
 class WriteList {
 public:
-    /** The outcome of the first write that is not done. */
+    /** The outcome of the first write after those that are done. */
     enum class Outcome { NotWritten, Unknown, Unconfirmed };
 
     WriteList() = default;

@@ -15,7 +15,7 @@ namespace {
 /** The only object, for the signal handler. */
 std::atomic<WriteProgress*> currentProgress{nullptr};
 
-/** Writes a text to standard error. Leaves out the rest if standard error is not ready soon. */
+/** Writes a text to standard error. Leaves out the rest if standard error is not ready within 100 ms. */
 void printAtOnce(std::string_view text) {
     // Each piece fits into a pipe or a terminal that is ready.
     constexpr std::size_t longestPiece = 256;

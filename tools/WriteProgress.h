@@ -38,7 +38,7 @@ public:
      * Calls a function that handles the next register, and that uses write() for the write itself.
      *
      * @throws Failure if the function throws it. The message says what was written, and the outcome for this register.
-     * For a single register, the message says so only if a server has not answered.
+     * If the command writes only one register, the message contains this only if a server has not answered.
      */
     template <typename Function>
     void step(const Function& function) {
@@ -103,8 +103,8 @@ private:
     /** The memory for the message after a signal. */
     std::string m_message;
     /**
-     * The number of registers that are done, times the number of outcomes, plus the outcome. They are one number,
-     * because a signal may arrive between two changes.
+     * The number of registers that are done, times the number of outcomes, plus the outcome. A single number contains
+     * both, because a signal may arrive between two changes.
      */
     std::atomic<std::size_t> m_state{0};
     /** This member must be the last, because its handler uses the other members. */

@@ -2,9 +2,9 @@
 -- A dissector of the register protocol for Wireshark and tshark. docs/wireshark.md says how to use it, and
 -- docs/protocol.md describes the records.
 --
--- The records have no header that gives their kind, so the kind follows from the records before. Wireshark dissects the
+-- The records have no header that gives their kind, so the preceding records determine the kind. Wireshark dissects the
 -- frames in order once, and later in any order. The first pass determines the records and stores them for each stream
--- and frame. Later passes only show the stored records.
+-- and frame. Later passes show only the stored records.
 
 local rynvel = Proto("rynvel", "Register Protocol")
 
@@ -68,8 +68,8 @@ local tcpStream = Field.new("tcp.stream")
 
 -- Register names ------------------------------------------------------------------------------------------------------
 
--- For each device name: the distance of the addresses of two registers, and for each address the list of the registers
--- there.
+-- For each device name: the distance between the addresses of two adjacent registers, and the list of the registers at
+-- each address.
 local names = {}
 
 local both = bit32 and bit32.band or bit.band
@@ -78,7 +78,8 @@ local function isReadable(access) return access ~= "write-only" and access ~= "w
 
 local function isWritable(access) return access ~= "read-only" end
 
--- The functions that read the lines of the file, by the first word. Each returns false for a line that it cannot read.
+-- The functions that read the lines of the file, by the first word of the line. Each returns false for a line that it
+-- cannot read.
 local lineReaders = {}
 
 function lineReaders.device(reader, rest)
@@ -131,7 +132,7 @@ local function linesOf(path)
     if not file then
         return nil, problem
     end
-    -- A folder can be opened, and cannot be read.
+    -- io.open() also opens a folder, but read() then fails.
     local text
     text, problem = file:read("*a")
     file:close()
@@ -161,7 +162,8 @@ local function readNames(path)
     names = reader.names
 end
 
--- Returns the register of a request; nil if the file does not name it. Several registers can have the same address.
+-- Returns the register of a request; nil if the file does not name it. If several registers have the same address,
+-- prefers one whose access allows the request.
 local function findRegister(device, address, allows)
     local registers = names[device] and names[device].registers[address] or {}
     for _, register in ipairs(registers) do
@@ -227,14 +229,15 @@ local function widthOf(request) return readWidths[request.type] or writeWidths[r
 
 local function typeText(request) return typeNames[request.type] or "type " .. request.type end
 
--- Returns the address of the register of a value, which has a position from 0 on.
+-- Returns the address of the register of the value at a position, counted from 0.
 local function addressAt(request, position)
     local device = names[request.device]
     return request.address + position * (device and device.step or 1)
 end
 
 local function registerAt(request, position)
-    -- The file determines the distance of the addresses in a burst, so there are no names without it.
+    -- The file determines the distance of the addresses in a burst, so the registers of a burst have no names without
+    -- the file.
     return findRegister(request.device, addressAt(request, position),
         writeWidths[request.type] and isWritable or isReadable)
 end
@@ -254,7 +257,7 @@ local function valuesText(values)
     return #texts <= 4 and table.concat(texts, " ") or table.concat(texts, " ", 1, 4) .. " ..."
 end
 
--- Returns the operation of a request without its values, for instance "Read32 rtc0 RTCDR (0x0)".
+-- Returns the operation of a request without its values, for example "Read32 rtc0 RTCDR (0x0)".
 local function operationText(request)
     local text = typeText(request) .. " " .. (request.device == "" and '""' or printable(request.device))
     return widthOf(request) and text .. " " .. addressText(request) or text
@@ -294,7 +297,7 @@ end
 
 -- For each connection: the client, the requests without a response, and the request that has armed the connection.
 local connections = {}
--- The records by their places, which are different for each range of the capture.
+-- The records, by the frame number and the offset in the buffer of the frame.
 local records = {}
 -- The last frame in which the first pass has found a record.
 local lastFrame
@@ -316,8 +319,8 @@ local function resemblesAnswer(tvb)
     return size == interruptSize or (size >= responseSize and tvb:len() >= 4 and isResult(tvb(0, 4):uint()))
 end
 
--- The client sends the first record of a connection. The capture can begin later: therefore, the bytes decide, and the
--- port decides only for other bytes.
+-- The client sends the first record of a connection, but the capture can begin later. Therefore, the bytes determine
+-- the direction if they resemble a record. Otherwise, the port of the server determines it.
 local function isFromClient(tvb, pinfo)
     if resemblesRequest(tvb) then
         return true
@@ -325,8 +328,8 @@ local function isFromClient(tvb, pinfo)
     return not resemblesAnswer(tvb) and pinfo.match_uint ~= pinfo.src_port
 end
 
--- The two ends have the same connection. A later connection between the same ends has another number. In its first
--- pass, `tshark -2` has no fields, and therefore no number.
+-- Returns the same key for both directions of a connection. The stream number distinguishes later connections between
+-- the same ends. In its first pass, `tshark -2` has no fields, so the key does not contain the stream number.
 local function keyOf(pinfo)
     local ends, stream = {sourceOf(pinfo), destinationOf(pinfo)}, tcpStream()
     table.sort(ends)
@@ -347,12 +350,13 @@ local function connectionOf(tvb, pinfo)
     return connection
 end
 
--- Bytes that are not a record have the kind "Data". They are the rest of the segment, because the size is unknown.
+-- Bytes that are not a record have the kind "Data". They include the rest of the segment, because the position of the
+-- next record is unknown.
 local function data(problem)
     return {kind = "Data", expert = experts.malformed, text = "not a record of the protocol", problem = problem}
 end
 
--- The requests that wait for a response are in a queue, because a client can send thousands of them in advance.
+-- The requests that wait for a response are in a queue, because a client can send thousands of requests in advance.
 local function waitingCount(connection) return connection.waiting.last - connection.waiting.first + 1 end
 
 -- Removes the first waiting request and returns it; nil if there is none.
@@ -386,8 +390,8 @@ local function addResponse(connection, response, pinfo)
     return response
 end
 
--- Forgets what unknown bytes can have changed: whether the connection is armed. Bytes of the server can also be a
--- response to any of the waiting requests.
+-- Discards the state that unknown bytes can have changed: whether the connection is armed and, after bytes of the
+-- server, which requests wait for a response.
 local function forget(connection, isClient)
     connection.armed = nil
     if not isClient then
@@ -414,8 +418,8 @@ local function truncated(connection, isClient)
     }
 end
 
--- Returns whether the beginning of a range is possibly not a record of the peer: TCP has joined segments,
--- or the segment does not consist of whole records.
+-- Returns whether a range may begin in the middle of a record: TCP has joined segments, or the segment does not consist
+-- of whole records.
 local function isDoubtful(connection, isClient, range, size)
     return connection.isPartial[isClient] or range:len() % size ~= 0
 end
@@ -440,7 +444,7 @@ local function refuseBeginning(connection, range)
     end
 end
 
--- Returns the next record that the client sends; nil and its size if it is incomplete.
+-- Returns the next record that the client sends, and its size. Returns nil and the size if the record is incomplete.
 local function nextOfClient(connection, range)
     if range:len() < requestSize then
         local problem = refuseBeginning(connection, range)
@@ -462,7 +466,7 @@ local function resemblesResponse(range)
     return range:len() > interruptSize and isResult(range(0, 4):uint())
 end
 
--- Returns the length of a successful response to a request; nil if it depends on the server.
+-- Returns the length of a successful response to a request, in values; nil if the length depends on the server.
 local function expectedLength(request)
     return readWidths[request.type] and request.length or
         (writeWidths[request.type] or request.type == WaitForInterrupt) and 0 or nil
@@ -475,14 +479,15 @@ local function fits(response, request)
 end
 
 -- Returns whether the bytes are a response to a request. The unused values must be 0: otherwise, interrupts after a
--- response could look like a part of it.
+-- response could look like a part of the response.
 local function isResponseTo(request, range)
     local response = parseResponse(range)
     return fits(response, request) and not range(4, 512):raw():find("[^\0]", 4 * response.length + 1)
 end
 
 -- After a request on an armed connection, the server can still send interrupts before the response. Their words can
--- equal the result of a response. If one segment contains them all, its length determines the number of interrupts.
+-- equal the result of a response. If one segment contains the interrupts and the response, the length of the segment
+-- determines the number of interrupts.
 local function hasInterruptBeforeResponse(connection, range)
     local length = range:len() - responseSize
     return waitingCount(connection) == 1 and length > 0 and length % interruptSize == 0 and
@@ -497,7 +502,8 @@ local function expectsInterrupt(connection, range)
     return waitingCount(connection) == 0 and range:len() == interruptSize
 end
 
--- Returns the response at the beginning of a range; nil and its size if it is incomplete.
+-- Returns the response at the beginning of a range, and its size. Returns nil and the size if the response is
+-- incomplete.
 local function nextResponse(connection, range, pinfo)
     if range:len() < responseSize then
         if range:len() >= 4 and not isResult(range(0, 4):uint()) then
@@ -517,7 +523,7 @@ local function nextResponse(connection, range, pinfo)
     return addResponse(connection, response, pinfo), responseSize
 end
 
--- Returns the next record that the server sends; nil and its size if it is incomplete.
+-- Returns the next record that the server sends, and its size. Returns nil and the size if the record is incomplete.
 local function nextOfServer(connection, range, pinfo)
     local isExpected = connection.armed or waitingCount(connection) > 0
     local isWhole = range:len() == interruptSize or (range:len() >= responseSize and resemblesResponse(range))
@@ -546,7 +552,7 @@ local function nextRecord(connection, isClient, range, pinfo, isTruncated)
     return (isClient and nextOfClient or nextOfServer)(connection, range, pinfo)
 end
 
--- Returns the record at the beginning of a range, with its size. Returns no record if the range is too short.
+-- Returns the record at the beginning of a range, and its size. Returns nil and the size if the range is too short.
 local function recordAt(place, connection, range, pinfo, isTruncated)
     if not records[place] then
         local isClient = sourceOf(pinfo) == connection.client
@@ -586,7 +592,7 @@ local function reversed(value, width)
     return result
 end
 
--- Adds the fields of the register with a value. Of a masked write, adds only the fields that the mask selects.
+-- Adds the fields of the register with a value. For a masked write, adds only the fields that the mask selects.
 local function addFields(item, request, register, value)
     local isWrite = writeWidths[request.type]
     if #request.values > 1 or request.length > 1 then

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The settings of Sphinx for the site. The script build puts the sources of the site beside the XML of Doxygen."""
+"""The settings of Sphinx for the site. The script docs/site/build puts the sources beside the XML of Doxygen."""
 
 from sphinx.domains.c import CDomain
 from sphinx.domains.cpp import CPPDomain
@@ -23,12 +23,12 @@ html_css_files = ["site.css"]
 html_copy_source = False
 html_show_copyright = False
 html_show_sphinx = False
-# A browser does not let a page of a folder read the text of other pages.
+# A browser does not let a page that it opens from a local folder read other pages.
 html_show_search_summary = False
 
 
 def without_parameters(domain):
-    """Returns a domain that leaves parameters out of the search, which would find a function once for each of them."""
+    """Returns a domain without parameters. Otherwise, the search would find a function once for each parameter."""
     class Domain(domain):
         def get_objects(self):
             return (entry for entry in super().get_objects() if not entry[2].endswith("Param"))

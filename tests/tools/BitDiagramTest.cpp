@@ -74,8 +74,8 @@ TEST(BitDiagram, HasAtMost16DrawingsOfFieldsThatShareBits) {
         boxes += '\n' + box;
     }
     EXPECT_EQ(drawingOf(16), boxes);
-    EXPECT_EQ(drawingOf(17), boxes + "\n(1 more field shares bits with these)");
-    EXPECT_EQ(drawingOf(20), boxes + "\n(4 more fields share bits with these)");
+    EXPECT_EQ(drawingOf(17), boxes + "\n(1 more field shares bits with the fields above)");
+    EXPECT_EQ(drawingOf(20), boxes + "\n(4 more fields share bits with the fields above)");
 }
 
 TEST(BitDiagram, LeavesOutFieldsOutsideOfTheRegister) {

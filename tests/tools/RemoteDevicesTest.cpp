@@ -177,7 +177,7 @@ TEST_F(RemoteDevices, HaveNamesOfUpTo127Characters) {
     const std::string longest(127, 'n');
     opensThen({success({7})});
     expect("--type Lseek8 read " + longest + " 0", 0, longest + " 0x00000000 = 0x07\n");
-    expect("--type Lseek8 read n" + longest + " 0", 2, "", "n" + longest + ": the name is longer than 127 characters");
+    expect("--type Lseek8 read n" + longest + " 0", 2, "", "n" + longest + ": the name is longer than 127 bytes");
 }
 
 TEST_F(RemoteDevices, ShowTheInterruptTypeThatTheServerReports) {

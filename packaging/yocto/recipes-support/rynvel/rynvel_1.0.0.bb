@@ -24,8 +24,8 @@ EXTRA_OECMAKE = " \
     -DRYNVEL_UDEV_RULES=${nonarch_base_libdir}/udev/rules.d \
 "
 
-# The package rynvel has the library. The group of the devices comes with the udev rules, also for programs without the
-# server.
+# The package rynvel contains the library. The package rynvel-udev contains the udev rules and the group of the devices,
+# which programs other than the server also need.
 PACKAGES =+ "ziltrace rynvel-tools rynvel-udev rynveld"
 
 FILES:ziltrace = "${libdir}/libziltrace.so.*"
