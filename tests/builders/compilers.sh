@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Checks that other compilers, and g++ with later standards, have no warning about the sources of the product. The stage
+# Checks that other compilers, and g++ with later standards, report no warning for the sources of the product. The stage
 # fuzz compiles most sources with clang 14. Usage: compilers.sh FOLDER
 # FOLDER contains the build folders. Ends with a line of totals.
 set -u -o pipefail
@@ -23,8 +23,8 @@ for entry in json.load(open(sys.argv[1])):
 END
 }
 
-# Compiles the sources without code generation, because the compilers report warnings before it. Usage: compiles_with
-# NAME COMPILER STANDARD
+# Compiles the sources without code generation, which reports the warnings of the front end of the compiler but none of
+# the optimizer. Usage: compiles_with NAME COMPILER STANDARD
 compiles_with() {
     local build=$folder/$1 commands
     cmake -S "$root" -B "$build" -G Ninja -DCMAKE_CXX_COMPILER="$2" -DCMAKE_CXX_STANDARD="$3" -DRYNVEL_WERROR=ON \

@@ -50,7 +50,7 @@ ctl() {
 
 metrics_of() { curl -sS --noproxy '*' --fail --max-time 20 "http://${metrics[$1]}/metrics"; }
 
-# Each node has its own value in a register, and its clock runs.
+# Writes a different value to a register of each node, and starts the clock of each node.
 write_registers() {
     local i
     for ((i = 1; i <= nodes; i++)); do
@@ -58,7 +58,7 @@ write_registers() {
     done
 }
 
-# promtool succeeds even if it has remarks.
+# Fails if promtool prints anything, even if the exit status of promtool is 0.
 metrics_are_clean() {
     metrics_of 1 >"$work/metrics" && "$programs/promtool" check metrics <"$work/metrics" >"$work/remarks" 2>&1 &&
         [ ! -s "$work/remarks" ] || { cat "$work/remarks"; return 1; }

@@ -69,8 +69,8 @@ is_bound_at_once() { read_elf --dynamic "$1" | grep -E '\((FLAGS|FLAGS_1)\) .*\<
 
 uses() { read_elf --dyn-syms "$1" | grep -E " UND ($2)(@|\$)"; }
 
-# Succeeds if a program or library has a stack protector. Also succeeds for librynvel, which has no stack
-# protector because of the cost.
+# Succeeds if a program or library has a stack protector. Also succeeds for librynvel, which has no stack protector
+# because of the cost at run time.
 has_a_stack_protector() {
     case ${1##*/} in
         librynvel.so.*) ;;
@@ -289,7 +289,8 @@ units_are_valid() {
     [ -z "$(systemd-analyze verify --man=no "$units"/rynveld.service "$units"/rynveld.socket 2>&1 | tee /dev/stderr)" ]
 }
 
-# Succeeds if the unit of the server has an exposure of at most 2.0, and allows no device but those that it names.
+# Succeeds if the unit of the server has an exposure of at most 2.0, and allows only the devices that this function
+# lists.
 unit_limits_the_server() {
     systemd-analyze security --no-pager --offline=true --threshold=20 "$units/rynveld.service" &&
         grep -qx 'DevicePolicy=closed' "$units/rynveld.service" &&
@@ -297,8 +298,8 @@ unit_limits_the_server() {
             /dev/idt /dev/tomkar_i2c char-i2c char-spi char-uio)
 }
 
-# Succeeds if systemd watches the server, reloads it with SIGHUP, restarts it unless its command line is wrong, and makes
-# its folders.
+# Succeeds if the unit makes systemd watch the server, reload it with SIGHUP, restart it unless its command line is
+# wrong, and create its folders.
 unit_supervises_the_server() {
     local setting
     for setting in WatchdogSec=30s Restart=on-failure RestartSec=2s RestartPreventExitStatus=2 \

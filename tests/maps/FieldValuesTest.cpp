@@ -241,7 +241,9 @@ TEST(Assignments, AreRefusedForFieldsThatOverlap) {
                   "field C.R.B overlaps field C, which is also assigned (assign only one of them)");
 }
 
-/** Returns whether a field of a register has the value that a text gives. */
+/**
+ * Returns whether the first field of a register matches the pattern in a text. `number` is the value of the register.
+ */
 bool matches(const std::string& text, const Maps::Register& aRegister, std::uint64_t number) {
     const Maps::Field& field = aRegister.fields[0];
     return Maps::parsePattern({"R", 0, &aRegister}, field, text).matches(decode(field, number));

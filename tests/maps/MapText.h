@@ -18,8 +18,8 @@ inline std::string element(const std::string& tag, const std::string& content) {
 }
 
 /**
- * Returns the elements of a device that precede its peripherals, on one line. They include the properties that
- * registers inherit.
+ * Returns the elements of a device that precede its peripherals, on one line. These elements include the properties
+ * that registers inherit.
  */
 inline std::string deviceHead() {
     return "<name>D</name><version>1</version><description>A device</description>"

@@ -426,7 +426,7 @@ void receiveInterrupts(RecordClient& client, Noise& /*noise*/) {
     }
 }
 
-/** Resets the connection, or leaves the connection to the destructor of the client. */
+/** At random, resets the connection, or leaves closing the connection to the destructor of the client. */
 void end(RecordClient& client, Noise& noise) {
     if (noise.half()) {
         client.reset();
@@ -494,7 +494,7 @@ void expectTracesOfASoak(const std::string& text) {
     EXPECT_LE(hungUp, periods * causes * linesPerPeriod);
 }
 
-/** Returns the port of a client in the names that the server gives its clients. */
+/** Returns the local port of a client. The server identifies the client by this port. */
 std::uint16_t ownPort(const RecordClient& client) {
     sockaddr_in address{};
     socklen_t size = sizeof(address);

@@ -36,7 +36,7 @@ constexpr bool memoryIsItsOwn = false;
 constexpr bool memoryIsItsOwn = std::string_view(RYNVELD).find('|') == std::string_view::npos;
 #endif
 
-/** Starts a server with metrics. */
+/** Returns the arguments of a simulation server with metrics, on a port that the system chooses. */
 Arguments withMetrics(Arguments arguments) {
     arguments.insert(arguments.end(), {"--simulate", "--metrics", "0"});
     return arguments;

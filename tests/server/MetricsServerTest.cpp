@@ -167,7 +167,7 @@ class BlockedMetrics : public MetricsServerTest {
 protected:
     std::string text() override {
         m_requests = 1;
-        // A signal ends this wait, like the operation of a device.
+        // A signal ends this wait, as it ends a blocked operation of a device.
         ::poll(nullptr, 0, -1);
         return "";
     }

@@ -95,7 +95,7 @@ class RequestRefusals : public testing::Test {
 protected:
     explicit RequestRefusals(const Policy& policy) : m_server(policy) {}
 
-    /** Expects an Error without values. Expects the last trace to name the refused request and the reason. */
+    /** Expects the result Error without values. Expects the last trace to name the refused request and the reason. */
     void expectRefusal(Connection& connection, const Request& request, const std::string& reason,
                        const std::string& shownName) {
         m_recorder.clear();

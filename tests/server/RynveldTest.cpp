@@ -235,7 +235,7 @@ TEST(Rynveld, RefusesConnectionsAboveTheLimitUntilAClientDisconnects) {
     EXPECT_TRUE(one.succeeds(Request(Type::Close, "uio.32")));
 }
 
-// This test waits for a whole period, so it does not run in builds whose tests run slowly.
+// This test sleeps for 13 seconds, so builds whose tests run slowly leave it out.
 #ifndef RYNVEL_TESTS_RUN_SLOWLY
 TEST(Rynveld, ReportsTheNumberOfSuppressedLinesWhenAFloodHasEnded) {
     SimulatingServer server({"--max-connections", "1"}, tracing("*=1"));
@@ -264,7 +264,7 @@ TEST(Rynveld, EndsConnectionsWhoseRequestTakesTooLong) {
     EXPECT_TRUE(client.isEnded());
 }
 
-// The address sanitizer also needs descriptors, so this test does not run with it.
+// The address sanitizer also needs descriptors, so a build with this sanitizer leaves the test out.
 #ifndef __SANITIZE_ADDRESS__
 TEST(Rynveld, ContinuesWhenItHasRunOutOfDescriptors) {
     Launch launch;

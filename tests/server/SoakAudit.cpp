@@ -51,7 +51,8 @@ void SoakAudit::rotate(const RynveldProcess& server) {
     const std::string rotated = m_path + ".1";
     std::filesystem::rename(m_path, rotated);
     EXPECT_EQ(::kill(server.pid(), SIGHUP), 0);
-    // While the server opens the new file, it writes no line. It then writes only to the new file.
+    // The server writes no line while it opens the new file, and then writes only to the new file. The renamed file is
+    // therefore complete when the new file exists.
     EXPECT_TRUE(becomesTrue([this] { return std::filesystem::exists(m_path); }));
     check(rotated);
     std::filesystem::remove(rotated);

@@ -41,7 +41,7 @@ enum class Call {
 /** Returns the name of the function in C. */
 const char* nameOf(Call call);
 
-/** The result of a scripted call, and errno after the result -1. */
+/** The result of a scripted call, and the value of errno if the result is -1. */
 struct Answer {
     long result;
     int error;

@@ -148,7 +148,7 @@ void TestPeer::perform(const Reply& reply, int socket) {
         if (i > 0) {
             waitToLetGo();
         }
-        // Sending may fail, because a client does not wait for the last answer at the end of a test.
+        // Sending may fail, because a client may disconnect before the last answer at the end of a test.
         sendAll(socket, reply.pieces[i]);
     }
     if (reply.closes) {

@@ -12,7 +12,7 @@
 
 namespace RynvelTest {
 
-/** A lock without mutex calls. A test that scripts mutex calls then sees only the calls of the library. */
+/** A lock that makes no mutex calls, so that a test that scripts mutex calls records only the calls of the library. */
 class SpinLock {
 public:
     void lock() {

@@ -301,7 +301,7 @@ TEST_F(SmallPipe, DoesNotHideTheFailureOfARead) {
                "remote: reading 0x00000f9c failed: the server refused the request");
 }
 
-/** A server of one device, whose 12 registers are 7. The server may be slow. */
+/** A server of one device with 12 registers that contain 7. The server may be slow. */
 class SlowDevice : public testing::Test {
 protected:
     SlowDevice() {
@@ -317,9 +317,10 @@ protected:
     }
 
     /**
-     * Returns a service that takes a second for each of some accesses to registers.
+     * Returns a service that delays consecutive accesses to registers by one second each.
      *
-     * @param firstLate the number of the first slow access, counted from 1.
+     * @param firstLate the number of the first delayed access, counted from 1.
+     * @param count the number of delayed accesses.
      */
     static TestPeer::Service serviceWith(std::size_t firstLate, std::size_t count = 1) {
         // The first request opens the device.

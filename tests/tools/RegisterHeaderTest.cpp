@@ -62,7 +62,7 @@ TEST(MacroNames, AreAddedOnceForTheSameMacro) {
     EXPECT_EQ(names.add("A", "2"), "");
 }
 
-/** The names of the macros of a header, without their parameters. */
+/** Returns the names of the macros that a header defines, without their parameters. */
 std::set<std::string> macrosOf(const std::string& header) {
     std::set<std::string> names;
     std::istringstream lines(header);

@@ -138,7 +138,10 @@ TEST(Factory, BuildsTheDevicesOfARowThatTheProgramWrote) {
     }
 }
 
-/** A row of the device table of the tests, with the class of the device and the calls of its construction. */
+/**
+ * A row of the device table of the tests, with the class of its device and the calls that constructing the device
+ * makes.
+ */
 struct Backend {
     const char* name;
     int width;
