@@ -38,6 +38,6 @@ compiles_with() {
 clang_in_cpp20() { compiles_with clang clang++-16 20; }
 gcc_in_cpp23() { compiles_with gcc g++ 23; }
 
-check 'clang 16 has no warning about the product in C++20' clang_in_cpp20
-check 'g++ has no warning about the product in C++23' gcc_in_cpp23
+check 'clang 16 reports no warning for the product in C++20' clang_in_cpp20
+check 'g++ reports no warning for the product in C++23' gcc_in_cpp23
 summary

@@ -146,8 +146,8 @@ check 'promtool finds nothing wrong with the configuration and the alerts of doc
 check 'Prometheus runs' start_prometheus
 check 'Prometheus reaches all nodes' all_nodes_are_up
 check 'Prometheus has the value of the register of each node' values_are_right
-check 'Prometheus has the number of the requests' requests_are_counted
+check 'Prometheus has the number of write requests to all nodes' requests_are_counted
 check 'the queries of the dashboard and of the alerts use metrics of the server' queries_are_valid
 check 'an alert on a field fires for one node, and ends' an_alert_fires
-check 'a node that has ended is down, and has no values' a_stopped_node_is_down
+check 'Prometheus reports a node that has ended as down, and has no values of this node' a_stopped_node_is_down
 summary

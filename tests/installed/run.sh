@@ -54,7 +54,7 @@ binaries() {
 # Calls a function for each installed program and library. Fails if the function fails for one of them.
 every_binary() {
     local file files failed=0
-    files=$(binaries) && [ "$(printf '%s\n' "$files" | wc -l)" -ge 4 ] || { echo 'fewer than 4 files'; return 1; }
+    files=$(binaries) && [ "$(printf '%s\n' "$files" | wc -l)" -ge 4 ] || { echo 'fewer than 4 binaries are installed'; return 1; }
     for file in $files; do
         "$1" "$file" || { printf 'fails: %s\n' "$file"; failed=1; }
     done
@@ -347,7 +347,7 @@ check 'the dissector for Wireshark is installed' has_the_dissector
 check 'the library exports its interface and nothing else' exports_only_its_interface
 check 'the library exports every function of the C interface' exports_the_whole_c_interface
 check 'the library needs only the standard libraries and libziltrace' needs_only_the_tracing_library
-check 'the library is named librynvel.so.1' is_named_for_its_interface
+check 'the soname of the library is librynvel.so.1' is_named_for_its_interface
 check 'the header defines the version of the package' header_has_the_version_of_the_package
 check 'a C99 program builds with pkg-config' builds_with_pkg_config
 check 'the C99 program runs' c_program_runs
@@ -365,7 +365,7 @@ check 'the accessors of devices are inline functions that call one function of t
 check 'a device file that cannot be opened ends the process in every build' asserts_in_a_release_build
 check 'the register server runs' runs_the_server
 check 'the command-line tool runs' runs_the_command_line_program
-check 'the programs run after the installation has moved' runs_where_it_is_moved_to
+check 'the programs run after the installation is moved to another folder' runs_where_it_is_moved_to
 check 'the register server names its sources in traces' server_names_its_sources
 check 'the manual pages are installed and well formed' has_manual_pages
 check 'completion for bash offers commands, options and device names' completes_commands_options_and_device_names
@@ -373,13 +373,13 @@ check 'the units of the register server are valid' units_are_valid
 check 'the unit limits the register server to its devices' unit_limits_the_server
 check 'the unit supervises the register server' unit_supervises_the_server
 check 'each device of the table has a udev rule' has_udev_rules_for_the_devices
-check 'the group of the devices and the user of the register server can be made' has_accounts
+check 'systemd-sysusers creates the group of the devices and the user of the register server' has_accounts
 check 'the unit starts the server in the prefix of the installation' unit_starts_what_is_installed
 if is_a_release; then
     check 'programs and libraries contain no path of the sources or build' every_binary contains_no_path_of_the_build
     check 'programs and libraries are position independent' every_binary is_position_independent
     check 'programs and libraries have read-only relocations' every_binary has_read_only_relocations
-    check 'programs and libraries are bound when they are loaded' every_binary is_bound_at_once
+    check 'programs and libraries resolve all symbols when they are loaded' every_binary is_bound_at_once
     check 'all programs and libraries except librynvel have a stack protector' every_binary has_a_stack_protector
     check 'programs and libraries call checked functions of the C library' every_binary is_fortified
 fi

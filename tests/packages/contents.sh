@@ -58,7 +58,7 @@ programs_are_for_their_architecture() {
     has_the_machine "$amd64" 'Advanced Micro Devices X86-64' && has_the_machine "$armhf" ARM
 }
 
-check 'both builds make every package' has_every_package
+check 'the builds create every package, except librynvel-doc for armhf' has_every_package
 check "the library for armhf has at most $largest_library bytes" library_is_small
 check 'the library needs only the standard libraries and libziltrace1' \
     needs_only librynvel1 libc6 libgcc-s1 libstdc++6 libziltrace1

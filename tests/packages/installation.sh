@@ -114,10 +114,10 @@ check 'an upgrade keeps an edited configuration file' keeps_an_edited_configurat
 for test in c-program cxx-program register-server accounts python-package; do
     check "the installed packages pass the test $test" passes_its_test $test
 done
-check 'no link of the installed site leads nowhere' site_is_complete
+check 'every link of the installed site has a target' site_is_complete
 check 'an installation does not enable the register server' does_not_enable_the_server
 check 'the unit of the register server has an exposure of at most 2.0' unit_is_safe
 check 'the register server serves as its own user' serves_as_its_own_user
-check 'a removal leaves only the configuration' removes_all_but_the_configuration
-check 'a purge leaves nothing' leaves_nothing_after_a_purge
+check 'a removal removes programs and libraries, and keeps the configuration' removes_all_but_the_configuration
+check 'a purge leaves no files' leaves_nothing_after_a_purge
 summary

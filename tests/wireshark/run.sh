@@ -13,7 +13,7 @@ build=$(cd "$1" && pwd) || exit
 rewrite=${2-}
 if [ -z "${RYNVEL_OWN_LOOPBACK-}" ]; then
     unshare --map-root-user --net true ||
-        { echo "${0##*/}: cannot make a network namespace (allow user namespaces, or run as root)" >&2; exit 1; }
+        { echo "${0##*/}: cannot create a network namespace (allow user namespaces, or run as root)" >&2; exit 1; }
     RYNVEL_OWN_LOOPBACK=1 exec unshare --map-root-user --net "$0" "$@"
 fi
 . "$root/scripts/checks.sh"
@@ -39,7 +39,7 @@ await() {
         kill -0 "$process" || break
         sleep 0.05
     done
-    echo "not true: $*"
+    echo "did not succeed: $*"
     return 1
 }
 
@@ -142,7 +142,7 @@ refuses_wrong_register_names() {
     registers_of "$here/registers.txt" | grep '^CTRL' || return
     for line in 'device 24 1 x' 'register 0x1 read-write' 'field 0 1 read-write x' 'field 32 0 read-write x' \
         'value 0x1 0x1 x' 'timer 0x1'; do
-        refuses_the_line "$line" || { printf 'accepts: %s\n' "$line"; return 1; }
+        refuses_the_line "$line" || { printf 'the dissector accepts the line: %s\n' "$line"; return 1; }
     done
     registers_of "$work/missing.txt" | grep -F "rynvel: $work/missing.txt: No such file"
 }
@@ -173,7 +173,7 @@ shows_damaged_records() {
 
 check 'a user can capture an exchange of rynvelctl and rynveld' captures_the_exchange
 check 'rynvelctl writes the names of registers' writes_the_register_names
-check 'the generated captures can be written' "$here/make-captures" "$work"
+check 'make-captures writes its captures' "$here/make-captures" "$work"
 for capture in exchange split pipelined adjacent disordered truncated malformed middle named; do
     names=
     times=
@@ -182,7 +182,7 @@ for capture in exchange split pipelined adjacent disordered truncated malformed 
         named) names="$here/registers.txt" ;;
     esac
     check "the dissector shows the records of the capture '$capture'" shows_the_records $capture "$names" $times
-    check "the same in one pass of the capture '$capture'" shows_the_same_in_one_pass $capture "$names" $times
+    check "the dissector shows the same records of '$capture' in one pass" shows_the_same_in_one_pass $capture "$names" $times
 done
 check 'the dissector shows the records of other ports that a user selects' dissects_other_ports
 check 'the dissector shows the records of segments that TCP has put in order' shows_reordered_records

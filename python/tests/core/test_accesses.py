@@ -103,7 +103,7 @@ def test_network_order_reverses_the_bytes_of_each_register(device: rynvel.Device
     assert block.format == {1: "B", 2: ">H", 4: ">I"}[bytes_each]
     numbers = numpy.asarray(block)
     assert numbers.tolist() == values
-    # There is no copy.
+    # The array shares the memory of the block.
     numbers[0] = 5
     assert bytes(block)[:bytes_each] == (5).to_bytes(bytes_each, "big")
     host = bytearray(len(data))
@@ -205,7 +205,7 @@ def test_numbers_outside_of_all_bounds_are_errors(device: rynvel.Device, number:
             call()
         texts.append(str(outside.value))
     assert all(text.startswith(f"{device.name}: ") and len(text) < 200 and "4300" not in text for text in texts)
-    # The device is as usable as before.
+    # The errors leave the device usable.
     assert device.read(0) == 0
 
 
@@ -324,7 +324,6 @@ def test_buffers_that_do_not_match_are_errors(device: rynvel.Device) -> None:
             device.read_into(0, buffer)
         with pytest.raises(rynvel.WidthError):
             device.write_from(0, buffer)
-    # After the errors, the buffers are no longer exported.
     growing = bytearray(bytes_each + 1) if bytes_each > 1 else bytearray(1)
     growing.extend(b"more")
 
@@ -438,7 +437,7 @@ def test_a_real_server_has_the_same_registers() -> None:
             device.write_from(0, network, byteorder="network")
             assert device.read(4) == values[1]
             assert bytes(device.read_block(0, 300, byteorder="network")) == network
-            # Only the server has the size of the device.
+            # The package cannot check the address, because only the server has the size of the device.
             with pytest.raises(rynvel.RefusedError):
                 device.read(4096)
 
