@@ -54,7 +54,7 @@ binaries() {
 # Calls a function for each installed program and library. Fails if the function fails for one of them.
 every_binary() {
     local file files failed=0
-    files=$(binaries) && [ "$(printf '%s\n' "$files" | wc -l)" -ge 4 ] || { echo 'fewer than 4 binaries are installed'; return 1; }
+    files=$(binaries) && [ "$(printf '%s\n' "$files" | wc -l)" -ge 4 ] || { echo 'fewer than 4 binaries'; return 1; }
     for file in $files; do
         "$1" "$file" || { printf 'fails: %s\n' "$file"; failed=1; }
     done
@@ -165,7 +165,8 @@ c_program_runs() { [ "$(run_consumer "$work/consumer_c" 2>"$work/err")" = 'handl
 
 says_on_standard_error_what_failed() { grep -q 'Rynvel.Factory.*No match for device no such device$' "$work/err"; }
 
-# Succeeds if the installed header describes the default traces, and its setting of ZILTRACE turns them off.
+# Succeeds if the installed header describes the default traces, and if the setting of ZILTRACE in the header turns them
+# off.
 header_tells_how_to_turn_traces_off() {
     local setting
     grep -q 'levels up to 3.*standard error' <(tr -d '\n*' <"$stage/include/rynvel.h" | tr -s ' ') &&

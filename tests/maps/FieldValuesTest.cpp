@@ -43,7 +43,9 @@ Maps::Register control() {
         field("SAME", "[18:18]", "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>"))));
 }
 
-/** Returns the decoded fields as text, each with its value. The name of the value follows, if it has one. */
+/**
+ * Returns the decoded fields as text, each with its value. If the value has a name, the name follows in parentheses.
+ */
 std::string decoded(const Maps::Register& aRegister, std::uint64_t number) {
     std::string text;
     for (const Maps::FieldValue& each : decode(aRegister, number)) {

@@ -104,7 +104,7 @@ const T& named(const Maps::SharedList<T>& elements, const std::string& name) {
     const T* const found =
         std::find_if(elements.begin(), elements.end(), [&name](const T& each) { return each.name == name; });
     if (found == elements.end()) {
-        ADD_FAILURE() << "no '" << name << "' among " << namesOf(elements);
+        ADD_FAILURE() << "no element '" << name << "' among " << namesOf(elements);
         std::abort();
     }
     return *found;

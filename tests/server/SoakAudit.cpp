@@ -61,7 +61,7 @@ void SoakAudit::rotate(const RynveldProcess& server) {
 void SoakAudit::check(const std::string& path) {
     std::ifstream file(path);
     for (std::string line; std::getline(file, line);) {
-        EXPECT_FALSE(file.eof()) << "the last line is not whole: " << line;
+        EXPECT_FALSE(file.eof()) << "the last line is incomplete: " << line;
         checkLine(line);
     }
 }

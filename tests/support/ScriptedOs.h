@@ -92,7 +92,8 @@ public:
 
     /**
      * Appends the results of the next calls of a function. The test fails at its end if a result is unused. In a death
-     * test, construct and script the object inside the statement. An object outside would get the calls of GoogleTest.
+     * test, construct and script the object inside the statement. An object outside would handle the calls of
+     * GoogleTest.
      */
     void script(Call call, const std::vector<std::optional<Answer>>& answers);
 

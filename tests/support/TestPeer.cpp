@@ -178,7 +178,7 @@ void TestPeer::releaseNextPiece() {
 std::vector<TestPeer::ReceivedRequest> TestPeer::requests(std::size_t count) {
     std::unique_lock<std::mutex> lock(m_mutex);
     EXPECT_TRUE(m_changed.wait_for(lock, timeout, [&] { return m_requests.size() >= count; }))
-        << m_requests.size() << " requests came, not " << count;
+        << m_requests.size() << " requests arrived instead of " << count;
     return m_requests;
 }
 

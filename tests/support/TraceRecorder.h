@@ -39,8 +39,9 @@ struct RecordedTrace {
 };
 
 /**
- * A trace sink for the messages of all channels. It appends each message to the event log, if there is one, in one of
- * the forms "CHANNEL LEVEL FUNCTION ENTER", "CHANNEL LEVEL FUNCTION ENTER TEXT" or "CHANNEL LEVEL FUNCTION: TEXT".
+ * A trace sink for the messages of all channels. The sink appends each message to the event log, if there is one, in
+ * one of the forms "CHANNEL LEVEL FUNCTION ENTER", "CHANNEL LEVEL FUNCTION ENTER TEXT" or "CHANNEL LEVEL FUNCTION:
+ * TEXT".
  */
 class TraceRecorder : public ZilTraceControl::Sink {
 public:

@@ -276,7 +276,7 @@ private:
             const ssize_t count =
                 poll(&ready, 1, timeoutMilliseconds) == 1 ? read(m_terminal, bytes.data(), bytes.size()) : ssize_t{0};
             if (count <= 0) {
-                ADD_FAILURE() << "'" << text << "' does not come behind:\n" << m_shown;
+                ADD_FAILURE() << "'" << text << "' does not appear after:\n" << m_shown;
                 m_shown += text;
             } else {
                 m_shown.append(bytes.data(), static_cast<std::size_t>(count));

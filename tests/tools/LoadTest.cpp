@@ -267,7 +267,7 @@ TEST_F(Load, WritesNothingIfTheRawDumpInThePipeFails) {
     EXPECT_EQ(get(0x20), 0U);
 }
 
-/** A pipe that holds only 4096 bytes. The test reads the pipe after the program has ended. */
+/** A pipe with room for only 4096 bytes. The test reads the pipe after the program has ended. */
 class SmallPipe : public Load {
 protected:
     SmallPipe() {

@@ -66,7 +66,7 @@ protected:
 class Openings {
 public:
     explicit Openings(const std::string& path) : m_events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-        // Also watches closing the file, because the system merges two openings without another event between them.
+        // Also watches IN_CLOSE, because the kernel merges equal consecutive events.
         EXPECT_NE(inotify_add_watch(m_events, path.c_str(), IN_OPEN | IN_CLOSE), -1);
     }
     Openings(const Openings&) = delete;
@@ -298,7 +298,7 @@ TEST_F(LocalDevices, EndAWatchWhenThePeerOfASocketIsGone) {
 
 TEST_F(LocalDevices, AreNotOpenedAsAStandardStreamThatIsClosed) {
     if (!std::string(RYNVEL_EMULATOR).empty()) {
-        GTEST_SKIP() << "an emulator opens files of its own where standard streams are closed";
+        GTEST_SKIP() << "an emulator opens its own files in place of closed standard streams";
     }
     expect("write file8 0 0x11", 0, "file8 0x00000000 = 0x11\n");
     expect("write file8 1 0x22", 0, "file8 0x00000001 = 0x22\n");

@@ -97,7 +97,9 @@ protected:
         m_folder.store("registers.h", m_header);
     }
 
-    /** Expects a language to accept the header without a warning, and the constants to have these values. */
+    /**
+     * Expects a compiler to accept the header in a language without a warning, and the constants to have these values.
+     */
     void expectConstants(const Constants& constants, const std::string& compiler, const std::string& language) {
         std::string source =
             "#include \"registers.h\"\n#include \"registers.h\"\n#include <stdio.h>\n"

@@ -382,7 +382,7 @@ TEST_F(WatchOnATerminal, ReturnsTheCursorToTheShellInTheBackground) {
     program.moveToBackground();
     program.signal(SIGCONT);
     program.await([](const TerminalScreen& screen) { return screen.isCursorVisible(); });
-    // The program notices the change to the foreground without a signal, long before the next sample.
+    // The program detects the change to the foreground without a signal, long before the next sample.
     program.moveToForeground();
     program.awaitDrawing(shows(m_unchanged + m_unchanged));
     EXPECT_FALSE(program.screen().isCursorVisible());

@@ -16,7 +16,7 @@ struct Group {
     std::vector<std::string> lines;
 };
 
-/** Returns the command lines of a text. "; " separates them in the text. */
+/** Returns the command lines in a text, in which "; " separates them. */
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
     for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 2) {

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Reaches a register server through ssh and through stunnel, as docs/security.md describes it, and tries the same
-# without the right key or certificate. All programs run as the current user, with keys that the script makes.
+# Reaches a register server through ssh and through stunnel, as docs/security.md describes it. Checks that a client
+# without the right key or certificate does not reach the server. All programs run as the current user, with keys that
+# the script makes.
 # Usage: run.sh BUILD_FOLDER. Ends with a line of totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)

@@ -99,7 +99,7 @@ protected:
         return reading;
     }
 
-    /** Expects the operation to succeed if the server answers Success. Expects it to fail in all other cases. */
+    /** Expects the operation to succeed if the server answers Success, and to fail in all other cases. */
     template <typename Operation>
     void expectTheResultOfTheServer(Operation operation) {
         Response odd;

@@ -182,7 +182,7 @@ for capture in exchange split pipelined adjacent disordered truncated malformed 
         named) names="$here/registers.txt" ;;
     esac
     check "the dissector shows the records of the capture '$capture'" shows_the_records $capture "$names" $times
-    check "the dissector shows the same records of '$capture' in one pass" shows_the_same_in_one_pass $capture "$names" $times
+    check "one pass shows the same records of '$capture'" shows_the_same_in_one_pass $capture "$names" $times
 done
 check 'the dissector shows the records of other ports that a user selects' dissects_other_ports
 check 'the dissector shows the records of segments that TCP has put in order' shows_reordered_records

@@ -21,7 +21,7 @@ if "fake_driver" not in os.environ.get("LD_PRELOAD", ""):
 
 @pytest.fixture(autouse=True)
 def folder(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> Path:
-    """The working folder. The bytes of the registers count from 0 to 255 again and again; those of burst_map are 0."""
+    """The working folder. The bytes of the device files are 0 to 255, repeated; all bytes of burst_map are 0."""
     monkeypatch.chdir(tmp_path)
     contents = bytes(range(256)) * 16
     for name in ("registers8", "registers16", "registers32", "map"):

@@ -1,9 +1,9 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * A UIO driver for the tests. Load this library with LD_PRELOAD. Opening the file uio_link returns a copy of the socket
- * whose descriptor is in the environment variable RYNVEL_FAKE_DRIVER. A test has the other end of the socket: it
- * receives what the package writes to the device, and it sends interrupts. The folder in the variable RYNVEL_FAKE_SYSFS
- * replaces /sys/class/uio. A file in memory replaces the registers of the device.
+ * whose descriptor is in the environment variable RYNVEL_FAKE_DRIVER. A test has the other end of the socket, where the
+ * test receives what the package writes to the device, and sends interrupts. The folder in the variable
+ * RYNVEL_FAKE_SYSFS replaces /sys/class/uio. A file in memory replaces the registers of the device.
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>

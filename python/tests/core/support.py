@@ -47,7 +47,7 @@ def descriptors() -> int:
 def wait_until(condition: Callable[[], bool]) -> None:
     end = time.monotonic() + DEADLINE
     while not condition():
-        assert time.monotonic() < end, "the condition does not become true"
+        assert time.monotonic() < end, "the condition has not become true in time"
         time.sleep(0.001)
 
 

@@ -272,7 +272,8 @@ def test_arguments_that_do_not_match_are_type_errors(device: rynvel.Device) -> N
             untyped.read_into(0, bytearray(4), byteorder=order)
 
 
-# mypy --strict reports a comment here that is not needed, so it also tests which types the stubs accept.
+# mypy --strict reports every ignore comment that is not needed, so these comments also test which types the stubs
+# refuse.
 def test_objects_without_a_buffer_are_errors_for_type_checkers_too(device: rynvel.Device) -> None:
     with pytest.raises(TypeError):
         device.read_into(0, "text")  # type: ignore[arg-type]

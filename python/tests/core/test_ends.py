@@ -263,7 +263,7 @@ LEAKS = """
         for _ in range(count):
             work()
         gc.collect()
-        assert descriptors() == files, "descriptors"
+        assert descriptors() == files, "descriptors leak"
         assert resident() - memory < 1 << 20, resident() - memory
 
     measure(open_and_close, int(sys.argv[2]))

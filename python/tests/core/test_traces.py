@@ -268,7 +268,7 @@ def test_an_interrupted_stop_ends_the_subscription(files: Path, exception: type[
                 traced_reads(10)
                 subscription.stop()
         assert "stopped" in repr(subscription) and not records
-        # The other subscription gets all traces.
+        # The other subscription receives all traces.
         wait_until(lambda: len(others) >= 10)
     subscription.stop()
     with pytest.raises(exception), rynvel.trace(channel, 7, sink) as subscription:

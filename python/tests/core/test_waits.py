@@ -46,7 +46,7 @@ def server() -> Iterator[ScriptedServer]:
 
 @pytest.fixture(params=["tcp", "unix"])
 def any_server(request: pytest.FixtureRequest, tmp_path: Path) -> Iterator[ScriptedServer]:
-    """A server on a local socket, and a server on a TCP port."""
+    """A server on a TCP port in one run of a test, and on a local socket in another run."""
     with ScriptedServer(path=tmp_path / "socket" if request.param == "unix" else None) as each:
         yield each
 

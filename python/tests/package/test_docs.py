@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Runs the session of docs/python.md in the order of the page, and compares its results."""
+"""Runs the session of docs/python.md in the order of the page, and compares the results with those on the page."""
 
 from __future__ import annotations
 
