@@ -64,7 +64,7 @@ metrics_are_clean() {
         [ ! -s "$work/remarks" ] || { cat "$work/remarks"; return 1; }
 }
 
-# Makes the files of docs/fleet/ fit the test: shorter times, and the addresses of the simulated nodes.
+# Writes the files of docs/fleet/ with shorter times, and with the addresses of the simulated nodes.
 write_configuration() {
     local i
     sed -E 's/^( *(scrape|evaluation)_interval:).*/\1 1s/; s/^( *scrape_timeout:).*/\1 1s/' \
@@ -104,7 +104,7 @@ for result in json.load(sys.stdin)["data"]["result"]:
     print(result["metric"].get("node", "all"), result["value"][1])' | sort -V
 }
 
-# Succeeds if a query has a result. The arguments are the query and the result.
+# Succeeds if a query has the expected result. The arguments are the query and the result.
 gives() { [ "$(query "$1")" = "$2" ] || { query "$1"; return 1; }; }
 
 becomes() { await gives "$1" "$2"; }

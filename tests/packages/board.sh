@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Unpacks the Debian packages for armhf on the virtual board, and uses the devices of the board without root. The udev
-# of Debian applies the rules of the packages there.
+# Unpacks the Debian packages for armhf on the virtual board, and uses the devices of the board without the privileges
+# of root. The udev of Debian applies the rules of the packages on the board.
 # Usage: board.sh FOLDER, where FOLDER has the packages for armhf. Ends with a line of totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)

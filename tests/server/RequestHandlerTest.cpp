@@ -376,7 +376,7 @@ TEST_F(RequestHandler, RefusesInterruptOperationsOfDevicesWithoutInterrupts) {
     expectRefusal(connection, raiseOf("seek.8"), notSimulated);
 }
 
-/** A fixture for requests of a client to the interrupt of a simulated device. */
+/** A fixture for interrupt requests to a simulated device. */
 class SimulatedInterruptRequests : public RequestHandler {
 protected:
     bool raises(const Values& word = {}) { return m_uio32.succeeds(raiseOf("uio.32", word)); }

@@ -619,7 +619,7 @@ TEST(RynveldService, ReservesConnectionsForOtherHostsAndNamesTheClientsThatItRef
         }
     };
     // The server counts 127.0.0.0/8, a /64 network and a user of a local socket as one host each, because one client
-    // can use all their addresses and processes.
+    // can use every address of these networks and every process of this user.
     unsigned int last = 1;
     fill([&] { return connect(loopback(++last, 0), loopback(1, port)); });
     fill([port] { return connect(loopbackV6(0), loopbackV6(port)); });

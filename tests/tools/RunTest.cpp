@@ -376,7 +376,7 @@ TEST_F(CommandFiles, DoNotApplyTheOptionsOfALineToOtherLines) {
                                "map32 LEVEL1 = 0x00000002\nmap32 LEVEL0 = 0x00000003\n";
     expectEnding(run(commands), 0, output);
     expectEnding(runInput(commands), 0, output);
-    // The fixed settings of a command must not carry over to the next line.
+    // The settings that `set` and `toggle` make internally must not carry over to the next line.
     expectEnding(
         run("set map32 0x100 0\ntoggle map32 0x100 0\ntoggle map32 0x100 1\ntoggle map32 0x100 1\n", "--quiet"), 0, "");
     EXPECT_EQ(get(0x100), 0U);

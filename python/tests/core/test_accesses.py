@@ -25,7 +25,7 @@ from rynvel.testing import SimulatedServer
 
 LOCAL = ["file8", "file16", "file32", "map16", "map32", "spi"]
 REMOTE = ["Lseek8", "Lseek16", "Lseek32", "Uio16", "Uio32", "Tyvon16", "Tyvon32", "FpgaSpi32"]
-# The transfer of an FPGA on SPI needs a driver, which a file does not replace.
+# The transfer of an FPGA on SPI needs a driver, which a file cannot replace.
 USABLE = [name for name in LOCAL if name != "spi"]
 
 

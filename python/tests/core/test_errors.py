@@ -523,7 +523,7 @@ def test_no_warning_is_given_for_closed_devices(files: Path) -> None:
 
 
 def test_help_describes_every_function() -> None:
-    # help() lists all exceptions before the functions.
+    # help() lists all exceptions before the functions, so the docstring of the package must name the functions.
     assert {"open()", "devices()", "trace()"} <= set(str(rynvel.__doc__).split())
     for name in rynvel.__all__:
         assert inspect.getdoc(getattr(rynvel, name)), name

@@ -257,7 +257,8 @@ def test_an_interrupted_stop_ends_the_subscription(files: Path, exception: type[
     others: list[rynvel.TraceRecord] = []
 
     def sink(record: rynvel.TraceRecord) -> None:
-        # The thread of the package waits here, so the end of the block delivers the remaining traces.
+        # The main thread holds the lock of the delivery, so the end of the subscription delivers the traces in this
+        # thread.
         if threading.current_thread() is main:
             raise exception
         records.append(record)
