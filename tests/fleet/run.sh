@@ -43,7 +43,7 @@ start_nodes() {
     done
 }
 
-# Runs rynvelctl on a node, which is the first argument.
+# Runs rynvelctl on the node whose number is the first argument.
 ctl() {
     "$build/tools/rynvelctl" --map "$root/board/maps/rtc0.svd" --remote "$(address_of "$1")::${ports[$1]}" "${@:2}"
 }

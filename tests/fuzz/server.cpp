@@ -33,7 +33,7 @@ public:
     void write(const ZilTraceControl::Record& record) override {
         const std::string text = record.text;
         require(std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; }),
-                "a trace is one line of plain characters");
+                "a trace is one line of printable ASCII characters");
     }
 };
 

@@ -228,7 +228,7 @@ covers() {
     printf '%s\n' "${@:2}" | diff "$work/found" - && return $status
 }
 
-# Like covers, but expects that the check fails with this output.
+# Like covers, but expects the check to fail and to print this output.
 misses() { ! covers "$@" && [ "$(printf '%s\n' "${@:2}")" = "$(cat "$work/found")" ]; }
 
 totals_of_one_run='4 lines, 1 of which do not run; 50.00 % of 2 branches run'

@@ -281,7 +281,7 @@ TEST_F(AuditFileDeathTest, CompletesALineLaterIfItsBeginningCannotBeRemoved) {
     });
 }
 
-/** The socket of a journal in the working folder. */
+/** A fixture for an audit in a journal whose socket is in the working folder. */
 class AuditJournalTest : public testing::Test {
 protected:
     // The path of a local socket has at most 107 bytes, but the path of the working folder may be longer.

@@ -33,7 +33,7 @@ class CommandFiles : public DescribedProgram {
 protected:
     CommandFiles() : DescribedProgram(timerMap()) { m_folder.store("registers8", std::string(64, '\0')); }
 
-    /** Runs commands from a file. @param options the options that precede the command `run`. */
+    /** Runs commands from a file. @param options the options that follow the name of the file. */
     Ending run(const std::string& commands, const std::string& options = "") const {
         m_folder.store("script", commands);
         return runProgram(RYNVELCTL_FOR_TESTS, arguments("run script " + options), m_folder.path());

@@ -13,8 +13,8 @@ suite=tunnels
 trap '{ kill $(jobs -p); wait; } 2>/dev/null; rm -rf "$work"' EXIT
 unset RYNVEL_MAPS RYNVELCTL_REMOTE ZILTRACE SSH_AUTH_SOCK
 
-# Waits until a file contains a text. Fails if the process that writes the file has ended. The arguments are the file,
-# the text and the process.
+# Waits until a file contains a text. Fails after 600 attempts 50 ms apart, or as soon as the process that writes the
+# file has ended. The arguments are the file, the text and the ID of the process.
 await() {
     local i
     for ((i = 0; i < 600; i++)); do

@@ -159,7 +159,8 @@ reads_register_names_with_carriage_returns() {
         diff <(registers_of "$here/registers.txt") <(registers_of "$work/crlf.txt")
 }
 
-# The dissector shows every record, even with damaged bytes. A failure of the script would appear as "Lua Error".
+# The dissector shows records of captures with damaged bytes, and does not fail. A failure of the dissector would appear
+# as "Lua Error".
 shows_damaged_records() {
     local seed
     mergecap -a -w "$work/all.pcap" \
