@@ -119,7 +119,7 @@ added_function() {
         is_reported ': the binary interface has additions' Rynvel_more
 }
 
-# Accepts an addition in the copy. Its removal is then an incompatible change.
+# Accepts an addition to the binary interface, and expects that its removal is then an incompatible change.
 accepted_function() {
     edited+=(packaging/abi-baseline/*/*)
     "$copy/packaging/abi" --accept "$build" && "$copy/packaging/abi" "$build" &&

@@ -14,7 +14,7 @@
 
 namespace RynvelTest {
 
-/** The registers of a device of the board, as debugfs shows them. */
+/** The registers of a device of the board. The test accesses them through debugfs. */
 template <typename T>
 class BoardRegisters : public RegisterFile<T> {
 public:

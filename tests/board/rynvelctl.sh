@@ -12,8 +12,8 @@ session() {
         "$build/tests/rynvelctl_with_own_devices" "$build/server/rynveld" </dev/null >"$work/session"
 }
 
-# Makes a folder. Writes each command of a session, with its output, to one of the files 1, 2, ... in the folder. Prints
-# the number of commands.
+# Splits the output of a session. Writes each command, with its output, to one of the files 1, 2, ... in a new folder,
+# and the text before the first command to the file 0. Prints the number of commands. Usage: split_session FILE FOLDER
 split_session() {
     mkdir "$2"
     awk -v folder="$2" '/^\$ / { count++ } { print >(folder "/" count + 0) } END { print count + 0 }' "$1"

@@ -77,7 +77,7 @@ wait_without_interrupt() {
     echo "after $time hundredths of a second"
 }
 
-# Raises an interrupt, which stays pending until rynvelctl enables it.
+# Raises an interrupt, which stays pending until rynvelctl enables interrupts. Usage: interrupt DEVICE WORD
 interrupt() {
     echo "$2" >"$probe/$1/raise"
     printf '# %s raised: %s\n' "$1" "$2"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Checks that other compilers, and g++ with later standards, have no warning about the sources of the product. The stage
+# Checks that other compilers, and g++ with later standards, report no warning for the sources of the product. The stage
 # fuzz compiles most sources with clang 14. Usage: compilers.sh FOLDER
 # FOLDER contains the build folders. Ends with a line of totals.
 set -u -o pipefail
@@ -38,6 +38,6 @@ clang_in_cpp20() { compiles_with clang clang++-16 20 -DCMAKE_UNITY_BUILD=ON -DRY
 # Without unity sources, this build also finds sources that do not include a header that they need.
 gcc_in_cpp23() { compiles_with gcc g++ 23; }
 
-check 'clang 16 has no warning about the product in C++20' clang_in_cpp20
-check 'g++ has no warning about the product in C++23' gcc_in_cpp23
+check 'clang 16 reports no warning for the product in C++20' clang_in_cpp20
+check 'g++ reports no warning for the product in C++23' gcc_in_cpp23
 summary

@@ -45,7 +45,7 @@ cmake_uses_the_options_of_buildroot() {
     done
 }
 
-# Buildroot defines the symbols that the menu selects or needs.
+# The menu refers to symbols that Buildroot defines, so this function defines them.
 buildroot_reads_the_menu() {
     { for symbol in INSTALL_LIBSTDCPP TOOLCHAIN_GCC_AT_LEAST_9 TOOLCHAIN_HAS_THREADS STATIC_LIBS \
         PACKAGE_ASIO PACKAGE_CLI11 PACKAGE_JSON_FOR_MODERN_CPP PACKAGE_PUGIXML; do

@@ -5,7 +5,7 @@
 Usage: queries.py METRICS URL FILE...
 
 METRICS is a text with the metrics of a server, and URL is the address of a Prometheus. A FILE is a dashboard in JSON, or
-rules in YAML. Each query must be valid for Prometheus, and must use only metrics that the server has.
+rules in YAML. Each query must be valid for Prometheus, and must use only metrics in METRICS.
 """
 import json
 import re
@@ -25,7 +25,7 @@ def queries_of(path):
 
 
 def families_of(text):
-    """Returns the names that the samples of the metrics have."""
+    """Returns the names of the samples in a text of metrics. A histogram has several names."""
     names = set()
     for name, kind in re.findall(r"^# TYPE (\S+) (\S+)$", text, re.MULTILINE):
         names |= {name + part for part in ("_bucket", "_sum", "_count")} if kind == "histogram" else {name}
@@ -33,7 +33,7 @@ def families_of(text):
 
 
 def is_valid(url, query):
-    """Returns whether Prometheus can evaluate a query of a dashboard."""
+    """Returns whether Prometheus can evaluate a query, with values in place of the variables of the dashboard."""
     query = query.replace("$__rate_interval", "1m").replace("$node", ".*")
     address = f"{url}/api/v1/query?" + urllib.parse.urlencode({"query": query})
     with urllib.request.urlopen(address, timeout=30) as answer:

@@ -43,14 +43,14 @@ start_nodes() {
     done
 }
 
-# Runs rynvelctl on a node, which is the first argument.
+# Runs rynvelctl on the node whose number is the first argument.
 ctl() {
     "$build/tools/rynvelctl" --map "$root/board/maps/rtc0.svd" --remote "$(address_of "$1")::${ports[$1]}" "${@:2}"
 }
 
 metrics_of() { curl -sS --noproxy '*' --fail --max-time 20 "http://${metrics[$1]}/metrics"; }
 
-# Each node has its own value in a register, and its clock runs.
+# Writes a different value to a register of each node, and starts the clock of each node.
 write_registers() {
     local i
     for ((i = 1; i <= nodes; i++)); do
@@ -58,13 +58,13 @@ write_registers() {
     done
 }
 
-# promtool succeeds even if it has remarks.
+# Fails if promtool prints anything, even if the exit status of promtool is 0.
 metrics_are_clean() {
     metrics_of 1 >"$work/metrics" && "$programs/promtool" check metrics <"$work/metrics" >"$work/remarks" 2>&1 &&
         [ ! -s "$work/remarks" ] || { cat "$work/remarks"; return 1; }
 }
 
-# Makes the files of docs/fleet/ fit the test: shorter times, and the addresses of the simulated nodes.
+# Writes the files of docs/fleet/ with shorter times, and with the addresses of the simulated nodes.
 write_configuration() {
     local i
     sed -E 's/^( *(scrape|evaluation)_interval:).*/\1 1s/; s/^( *scrape_timeout:).*/\1 1s/' \
@@ -104,7 +104,7 @@ for result in json.load(sys.stdin)["data"]["result"]:
     print(result["metric"].get("node", "all"), result["value"][1])' | sort -V
 }
 
-# Succeeds if a query has a result. The arguments are the query and the result.
+# Succeeds if a query has the expected result. The arguments are the query and the result.
 gives() { [ "$(query "$1")" = "$2" ] || { query "$1"; return 1; }; }
 
 becomes() { await gives "$1" "$2"; }
@@ -146,8 +146,8 @@ check 'promtool finds nothing wrong with the configuration and the alerts of doc
 check 'Prometheus runs' start_prometheus
 check 'Prometheus reaches all nodes' all_nodes_are_up
 check 'Prometheus has the value of the register of each node' values_are_right
-check 'Prometheus has the number of the requests' requests_are_counted
+check 'Prometheus has the number of write requests to all nodes' requests_are_counted
 check 'the queries of the dashboard and of the alerts use metrics of the server' queries_are_valid
 check 'an alert on a field fires for one node, and ends' an_alert_fires
-check 'a node that has ended is down, and has no values' a_stopped_node_is_down
+check 'Prometheus reports a node that has ended as down, and has no values of this node' a_stopped_node_is_down
 summary

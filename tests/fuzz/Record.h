@@ -114,7 +114,7 @@ private:
     }
 
     void requireValue(const Message& message, std::uint32_t index) const {
-        require(message.getValue(index) == value(index), "a value is that of the record, or 0 from the length on");
+        require(message.getValue(index) == value(index), "a value is that of the record, or 0 at and above the length");
     }
 
     const Record& m_record;
@@ -124,9 +124,9 @@ private:
 
 /** Returns the part of a text between a beginning and an end. Requires the text to have both. */
 inline std::string between(const std::string& text, const std::string& beginning, const std::string& end) {
-    require(text.size() >= beginning.size() + end.size(), "a rendering has all its fields");
-    require(text.compare(0, beginning.size(), beginning) == 0, "a rendering begins with its first fields");
-    require(text.compare(text.size() - end.size(), end.size(), end) == 0, "a rendering ends with the record's fields");
+    require(text.size() >= beginning.size() + end.size(), "the text form has all its fields");
+    require(text.compare(0, beginning.size(), beginning) == 0, "the text form begins with the first fields");
+    require(text.compare(text.size() - end.size(), end.size(), end) == 0, "the text form ends with the last fields");
     return text.substr(beginning.size(), text.size() - beginning.size() - end.size());
 }
 

@@ -10,7 +10,7 @@ namespace RynvelFuzz {
 /** If the rule does not hold, prints the rule and ends the process. The fuzzer then reports a finding. */
 inline void require(bool holds, const char* rule) {
     if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", rule);
+        std::fprintf(stderr, "broken rule: %s\n", rule);
         std::abort();
     }
 }

@@ -9,7 +9,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t inp
     const Record record(input, inputSize, 4);
     Rynvel::InterruptMessage message;
     record.receiveInto(message);
-    require(rendered(message) == std::to_string(htonl(record.word(0))), "the rendering is the word as it is stored");
+    require(rendered(message) == std::to_string(htonl(record.word(0))),
+            "the text form is the word without a conversion of its byte order");
     require(bytesOf(message) == record.bytes(), "reading a record does not change it");
     return 0;
 }

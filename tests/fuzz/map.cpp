@@ -70,7 +70,7 @@ private:
         for (const Maps::Enumeration& enumeration : field.enumerations) {
             RynvelFuzz::require(!enumeration.values.empty(), "an enumeration has values");
             for (const Maps::EnumeratedValue& value : enumeration.values) {
-                RynvelFuzz::require((value.value & ~value.mask) == 0, "open bits of a value are 0");
+                RynvelFuzz::require((value.value & ~value.mask) == 0, "the don't-care bits of a value are 0");
                 RynvelFuzz::require(!value.isDefault || value.mask == 0, "a default has no value");
             }
         }

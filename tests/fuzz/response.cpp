@@ -22,7 +22,7 @@ std::string nameOf(std::uint32_t result) {
 
 void requireRendering(const Response& message, const Record& record, const Values<Response>& values) {
     require(rendered(message) == "Response: [ result: " + nameOf(record.word(0)) + values.text(),
-            "a rendering has the result, the length and the values");
+            "the text form has the result, the length and the values");
 }
 
 } // namespace

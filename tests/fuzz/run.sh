@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Fuzzes a target for RYNVEL_FUZZ_SECONDS seconds, or for SECONDS by default. Starts with the inputs of the corpus and of
-# earlier runs. If the file CORPUS.dict exists, it contains words of the format of the inputs. Writes new inputs to the
-# folder of the target, never to the corpus. Usage: run.sh TARGET CORPUS MAX_LENGTH SECONDS
+# Fuzzes a target for RYNVEL_FUZZ_SECONDS seconds, or for SECONDS by default. Starts with the inputs of the corpus and
+# of earlier runs. The file CORPUS.dict, if it exists, is the dictionary for libFuzzer. Writes new inputs to the folder
+# of the target, never to the corpus. Usage: run.sh TARGET CORPUS MAX_LENGTH SECONDS
 set -euo pipefail
 target=$1 corpus=$2 max_length=$3 seconds=${RYNVEL_FUZZ_SECONDS:-$4} status=0
 

@@ -33,7 +33,7 @@ public:
     void write(const ZilTraceControl::Record& record) override {
         const std::string text = record.text;
         require(std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; }),
-                "a trace is one line of plain characters");
+                "a trace is one line of printable ASCII characters");
     }
 };
 
@@ -46,7 +46,7 @@ public:
         require(line.size() > 1 && line.back() == '\n', "a line of the audit has a line end");
         bool isInText = false;
         for (std::size_t i = 0; i + 1 < line.size(); ++i) {
-            require(line[i] >= ' ' && line[i] <= '~', "a line of the audit has plain characters");
+            require(line[i] >= ' ' && line[i] <= '~', "a line of the audit has printable ASCII characters only");
             isInText = isInText != (line[i] == '"');
             i += line[i] == '\\' ? 1U : 0U;
         }
@@ -101,7 +101,7 @@ private:
 
     void answer(const Request& request, const Record& record) {
         const Response response = m_handler.handle(request);
-        require(bytesOf(request) == record.bytes(), "a request is not changed");
+        require(bytesOf(request) == record.bytes(), "the server does not change a request");
         if (response.isSuccessful()) {
             requireRight(request);
             require(response.getLength() == valuesOf(request), "a success has the values of its type");

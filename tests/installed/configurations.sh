@@ -154,8 +154,8 @@ check 'a malformed row fails the build with a message that says where and why' r
 check 'an installed tracing library replaces the stand-in' links_an_installed_tracing_library
 check 'the installed programs find a tracing library outside their prefix' finds_the_tracing_library_of_another_prefix
 check 'a build with tests refuses an installed tracing library' refuses_tests_with_an_installed_tracing_library
-check 'as a part of another project, librynvel changes and adds nothing' is_a_part_of_another_project
-check 'FetchContent makes librynvel a part of another project' is_a_part_with_fetch_content
+check 'librynvel changes no settings of a project that includes it, and adds no tests' is_a_part_of_another_project
+check 'another project can include librynvel with FetchContent' is_a_part_with_fetch_content
 check 'the targets of the programs have a prefix too' has_prefixed_targets_with_its_programs
 check 'the components of the installation contain each file once' installs_each_file_with_one_component
 check 'a cross build finds header-only libraries in its sysroot' finds_header_libraries_in_a_sysroot

@@ -1,6 +1,8 @@
 /* SPDX-License-Identifier: MIT */
-/* A C99 program that uses the installed package. It opens the device that its argument names, or uses a handle without
- * opening a device. */
+/*
+ * A C99 program that uses the installed package. The program opens the device that its argument names, or uses a handle
+ * without opening a device.
+ */
 
 #include <rynvel.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A program that uses the classes of the installed package. It makes a device from its own table row, or uses a handle
-// without opening a device.
+// A program that uses the classes of the installed package. The program makes a device from its own table row, or uses
+// a handle without opening a device.
 
 #include <rynvel.hpp>
 

@@ -54,7 +54,7 @@ binaries() {
 # Calls a function for each installed program and library. Fails if the function fails for one of them.
 every_binary() {
     local file files failed=0
-    files=$(binaries) && [ "$(printf '%s\n' "$files" | wc -l)" -ge 4 ] || { echo 'fewer than 4 files'; return 1; }
+    files=$(binaries) && [ "$(printf '%s\n' "$files" | wc -l)" -ge 4 ] || { echo 'fewer than 4 binaries'; return 1; }
     for file in $files; do
         "$1" "$file" || { printf 'fails: %s\n' "$file"; failed=1; }
     done
@@ -69,8 +69,8 @@ is_bound_at_once() { read_elf --dynamic "$1" | grep -E '\((FLAGS|FLAGS_1)\) .*\<
 
 uses() { read_elf --dyn-syms "$1" | grep -E " UND ($2)(@|\$)"; }
 
-# Succeeds if a program or library has a stack protector. Also succeeds for librynvel, which has no stack
-# protector because of the cost.
+# Succeeds if a program or library has a stack protector. Also succeeds for librynvel, which has no stack protector
+# because of the cost at run time.
 has_a_stack_protector() {
     case ${1##*/} in
         librynvel.so.*) ;;
@@ -165,7 +165,8 @@ c_program_runs() { [ "$(run_consumer "$work/consumer_c" 2>"$work/err")" = 'handl
 
 says_on_standard_error_what_failed() { grep -q 'Rynvel.Factory.*No match for device no such device$' "$work/err"; }
 
-# Succeeds if the installed header describes the default traces, and its setting of ZILTRACE turns them off.
+# Succeeds if the installed header describes the default traces, and if the setting of ZILTRACE in the header turns them
+# off.
 header_tells_how_to_turn_traces_off() {
     local setting
     grep -q 'levels up to 3.*standard error' <(tr -d '\n*' <"$stage/include/rynvel.h" | tr -s ' ') &&
@@ -289,7 +290,8 @@ units_are_valid() {
     [ -z "$(systemd-analyze verify --man=no "$units"/rynveld.service "$units"/rynveld.socket 2>&1 | tee /dev/stderr)" ]
 }
 
-# Succeeds if the unit of the server has an exposure of at most 2.0, and allows no device but those that it names.
+# Succeeds if the unit of the server has an exposure of at most 2.0, and allows only the devices that this function
+# lists.
 unit_limits_the_server() {
     systemd-analyze security --no-pager --offline=true --threshold=20 "$units/rynveld.service" &&
         grep -qx 'DevicePolicy=closed' "$units/rynveld.service" &&
@@ -297,8 +299,8 @@ unit_limits_the_server() {
             /dev/idt /dev/tomkar_i2c char-i2c char-spi char-uio)
 }
 
-# Succeeds if systemd watches the server, reloads it with SIGHUP, restarts it unless its command line is wrong, and makes
-# its folders.
+# Succeeds if the unit makes systemd watch the server, reload it with SIGHUP, restart it unless its command line is
+# wrong, and create its folders.
 unit_supervises_the_server() {
     local setting
     for setting in WatchdogSec=30s Restart=on-failure RestartSec=2s RestartPreventExitStatus=2 \
@@ -346,7 +348,7 @@ check 'the dissector for Wireshark is installed' has_the_dissector
 check 'the library exports its interface and nothing else' exports_only_its_interface
 check 'the library exports every function of the C interface' exports_the_whole_c_interface
 check 'the library needs only the standard libraries and libziltrace' needs_only_the_tracing_library
-check 'the library is named librynvel.so.1' is_named_for_its_interface
+check 'the soname of the library is librynvel.so.1' is_named_for_its_interface
 check 'the header defines the version of the package' header_has_the_version_of_the_package
 check 'a C99 program builds with pkg-config' builds_with_pkg_config
 check 'the C99 program runs' c_program_runs
@@ -364,7 +366,7 @@ check 'the accessors of devices are inline functions that call one function of t
 check 'a device file that cannot be opened ends the process in every build' asserts_in_a_release_build
 check 'the register server runs' runs_the_server
 check 'the command-line tool runs' runs_the_command_line_program
-check 'the programs run after the installation has moved' runs_where_it_is_moved_to
+check 'the programs run after the installation is moved to another folder' runs_where_it_is_moved_to
 check 'the register server names its sources in traces' server_names_its_sources
 check 'the manual pages are installed and well formed' has_manual_pages
 check 'completion for bash offers commands, options and device names' completes_commands_options_and_device_names
@@ -372,13 +374,13 @@ check 'the units of the register server are valid' units_are_valid
 check 'the unit limits the register server to its devices' unit_limits_the_server
 check 'the unit supervises the register server' unit_supervises_the_server
 check 'each device of the table has a udev rule' has_udev_rules_for_the_devices
-check 'the group of the devices and the user of the register server can be made' has_accounts
+check 'systemd-sysusers creates the group of the devices and the user of the register server' has_accounts
 check 'the unit starts the server in the prefix of the installation' unit_starts_what_is_installed
 if is_a_release; then
     check 'programs and libraries contain no path of the sources or build' every_binary contains_no_path_of_the_build
     check 'programs and libraries are position independent' every_binary is_position_independent
     check 'programs and libraries have read-only relocations' every_binary has_read_only_relocations
-    check 'programs and libraries are bound when they are loaded' every_binary is_bound_at_once
+    check 'programs and libraries resolve all symbols when they are loaded' every_binary is_bound_at_once
     check 'all programs and libraries except librynvel have a stack protector' every_binary has_a_stack_protector
     check 'programs and libraries call checked functions of the C library' every_binary is_fortified
 fi

@@ -43,7 +43,9 @@ Maps::Register control() {
         field("SAME", "[18:18]", "<writeConstraint><writeAsRead>true</writeAsRead></writeConstraint>"))));
 }
 
-/** Returns the decoded fields as text, each with its value. The name of the value follows, if it has one. */
+/**
+ * Returns the decoded fields as text, each with its value. If the value has a name, the name follows in parentheses.
+ */
 std::string decoded(const Maps::Register& aRegister, std::uint64_t number) {
     std::string text;
     for (const Maps::FieldValue& each : decode(aRegister, number)) {
@@ -241,7 +243,9 @@ TEST(Assignments, AreRefusedForFieldsThatOverlap) {
                   "field C.R.B overlaps field C, which is also assigned (assign only one of them)");
 }
 
-/** Returns whether a field of a register has the value that a text gives. */
+/**
+ * Returns whether the first field of a register matches the pattern in a text. `number` is the value of the register.
+ */
 bool matches(const std::string& text, const Maps::Register& aRegister, std::uint64_t number) {
     const Maps::Field& field = aRegister.fields[0];
     return Maps::parsePattern({"R", 0, &aRegister}, field, text).matches(decode(field, number));

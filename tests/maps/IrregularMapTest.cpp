@@ -319,8 +319,8 @@ std::string array(const std::string& tag, const std::string& name, const std::st
 }
 
 TEST(LimitedMap, CannotHaveMoreElementsInTotalThanTheLimit) {
-    // The array A has 10 elements. Each of them has 10 elements of the array B, with one register each. These are 210
-    // elements. The peripheral and the register outside the arrays are the other 2.
+    // The array A has 10 elements. Each element has 10 elements of the array B, with one register each, so the arrays
+    // contain 210 elements. The peripheral and the register outside the arrays are the other 2.
     const std::string text = mapOf(nestedArrays("10", registerOf("")));
     EXPECT_TRUE(Maps::readMap(text, elements(212)).device);
     expectError(text, "m.svd:1: error: the map has more than 211 elements at peripheral 'P' (split the map)",
@@ -341,7 +341,9 @@ TEST(LimitedMap, CannotHaveMoreElementsOfOneKindThanTheLimit) {
                 "m.svd:1: error: the map has more than 150 elements at cluster 'B%s' (split the map)", elements(150));
 }
 
-/** Expects the reader to need less than 8 seconds. It would need much longer if it built all elements or indexes. */
+/**
+ * Expects the reader to need less than 8 seconds. A reader that built all elements or indexes would need much longer.
+ */
 void expectQuick(const std::string& definitions) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(Maps::readMap(mapOf(definitions)).device);

@@ -18,8 +18,8 @@ inline std::string element(const std::string& tag, const std::string& content) {
 }
 
 /**
- * Returns the elements of a device that precede its peripherals, on one line. They include the properties that
- * registers inherit.
+ * Returns the elements of a device that precede its peripherals, on one line. These elements include the properties
+ * that registers inherit.
  */
 inline std::string deviceHead() {
     return "<name>D</name><version>1</version><description>A device</description>"
@@ -104,7 +104,7 @@ const T& named(const Maps::SharedList<T>& elements, const std::string& name) {
     const T* const found =
         std::find_if(elements.begin(), elements.end(), [&name](const T& each) { return each.name == name; });
     if (found == elements.end()) {
-        ADD_FAILURE() << "no '" << name << "' among " << namesOf(elements);
+        ADD_FAILURE() << "no element '" << name << "' among " << namesOf(elements);
         std::abort();
     }
     return *found;

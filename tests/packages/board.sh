@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Unpacks the Debian packages for armhf on the virtual board, and uses the devices of the board without root. The udev
-# of Debian applies the rules of the packages there.
+# Unpacks the Debian packages for armhf on the virtual board, and uses the devices of the board without the privileges
+# of root. The udev of Debian applies the rules of the packages on the board.
 # Usage: board.sh FOLDER, where FOLDER has the packages for armhf. Ends with a line of totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -82,7 +82,7 @@ check 'the packages are unpacked' makes_a_system
 check 'the session runs on the board to its end' session
 check 'without the rules, the devices belong to root' before_the_rules_only_root_has_access
 check 'udev gives every device of the table to the group rynvel' gives_every_device_to_the_group
-check 'udev makes the links of UIO devices with bare names' links_uio_devices_by_bare_names
+check 'udev creates the links to the UIO devices of the table' links_uio_devices_by_bare_names
 check 'a member of the group reads registers' member_reads_registers
 check 'a user outside of the group is refused' stranger_is_refused
 check 'the server runs as its own user and serves real devices' server_serves_devices

@@ -21,7 +21,8 @@ paths() { in_system /usr/bin/rynvelctl list --quiet --local | while read -r name
 
 path_of() { in_system /usr/bin/rynvelctl info "$1" | sed -n 's/^path: *//p'; }
 
-# Gives the devices the state in which the kernel makes them.
+# Resets the device files of the UIO devices to the state in which the kernel creates them: without links, and with the
+# mode 600.
 forget_earlier_access() {
     for device in /sys/class/uio/*; do
         read -r name <"$device/name"

@@ -12,7 +12,7 @@ largest_library=60000
 # Prints the names of the packages of a build, without those with debugging information.
 package_names() { find "$1" -name '*.deb' ! -name '*-dbgsym_*' -printf '%f\n' | sed 's/_.*//' | sort; }
 
-# A cross build makes no documentation.
+# The cross build creates no documentation, so librynvel-doc exists only for amd64.
 has_every_package() {
     diff <(sed -n 's/^Package: //p' "$root/debian/control" | sort) <(package_names "$amd64") &&
         diff <(package_names "$amd64" | grep -vx librynvel-doc) <(package_names "$armhf")
@@ -58,7 +58,7 @@ programs_are_for_their_architecture() {
     has_the_machine "$amd64" 'Advanced Micro Devices X86-64' && has_the_machine "$armhf" ARM
 }
 
-check 'both builds make every package' has_every_package
+check 'the builds create every package, except librynvel-doc for armhf' has_every_package
 check "the library for armhf has at most $largest_library bytes" library_is_small
 check 'the library needs only the standard libraries and libziltrace1' \
     needs_only librynvel1 libc6 libgcc-s1 libstdc++6 libziltrace1

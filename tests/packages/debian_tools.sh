@@ -12,8 +12,8 @@ packages=$(cd "$1" && pwd) || exit
 suite='debian tools'
 mapfile -t binaries < <(find "$packages" -name '*.deb' ! -name '*-dbgsym_*')
 
-# Runs a command with a new root file system, whose folder is the last argument of the command. The arguments are the
-# archive and the command.
+# Unpacks an archive into a new root file system, and runs a command with the folder of this root file system as its
+# last argument. Usage: with_chroot ARCHIVE COMMAND [ARG...]
 with_chroot() {
     local system="$work/system" status
     unpack_chroot "$1" "$system" || return
@@ -23,8 +23,8 @@ with_chroot() {
     return $status
 }
 
-# There is no earlier version in an archive of packages, so piuparts cannot test an upgrade. The ignored folder is that
-# of apt-utils.
+# No archive contains an earlier version of the packages, so piuparts cannot test an upgrade. apt-utils creates the
+# ignored folder.
 passes_piuparts() {
     local archive
     archive=$(installation_chroot) &&

@@ -26,7 +26,7 @@ contents() {
         \( -type f -printf '%p %m %u %s\n' -o ! -type d -printf '%p %y %l\n' -o -printf '%p %m %u\n' \) | sort
 }
 
-# Makes a package of an earlier version: the same contents, but another text in each configuration file.
+# Makes a package of an earlier version, with the same contents except for one more line in each configuration file.
 make_earlier_package() {
     local folder="$work/earlier"
     rm -rf "$folder" && dpkg-deb --raw-extract "$1" "$folder" &&
@@ -72,7 +72,7 @@ passes_its_test() {
     in_system sh -c "rm -rf /tmp/work; mkdir /tmp/work; cd /sources && AUTOPKGTEST_TMP=/tmp/work debian/tests/$1"
 }
 
-# The server must not start at the installation, and must be the user of the unit.
+# The installation must install the unit of the server, but must not enable the unit.
 does_not_enable_the_server() {
     [ -e "$system/lib/systemd/system/rynveld.service" ] && ! find "$system/etc/systemd" -name 'rynveld*' | grep .
 }
@@ -91,7 +91,7 @@ serves_as_its_own_user() {
         tee /dev/stderr | grep -qx 0x00000000
 }
 
-# The installation replaces files of the site with links to other packages.
+# The package has links to files of other packages in place of some files of the site.
 site_is_complete() { in_system /sources/docs/site/check-links /usr/share/doc/librynvel-doc/html; }
 
 removes_all_but_the_configuration() {
@@ -114,10 +114,10 @@ check 'an upgrade keeps an edited configuration file' keeps_an_edited_configurat
 for test in c-program cxx-program register-server accounts python-package; do
     check "the installed packages pass the test $test" passes_its_test $test
 done
-check 'no link of the installed site leads nowhere' site_is_complete
+check 'every link of the installed site has a target' site_is_complete
 check 'an installation does not enable the register server' does_not_enable_the_server
 check 'the unit of the register server has an exposure of at most 2.0' unit_is_safe
 check 'the register server serves as its own user' serves_as_its_own_user
-check 'a removal leaves only the configuration' removes_all_but_the_configuration
-check 'a purge leaves nothing' leaves_nothing_after_a_purge
+check 'a removal removes programs and libraries, and keeps the configuration' removes_all_but_the_configuration
+check 'a purge leaves no files' leaves_nothing_after_a_purge
 summary

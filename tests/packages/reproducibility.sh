@@ -31,6 +31,6 @@ every_file_is_identical() {
 }
 
 check 'the packages are built again' builds_again
-check 'the second build makes the same files' makes_the_same_files
+check 'the second build creates files with the same names' makes_the_same_files
 check 'every file of the second build is identical to that of the first build' every_file_is_identical
 summary

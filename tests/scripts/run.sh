@@ -195,7 +195,7 @@ finds_wordings() {
 
 refuses_to_check_the_wordings_of_nothing() { ! scripts/words </dev/null; }
 
-# Compiles the program of the tree, which records counts. The arguments are further options of the compiler.
+# Compiles the program of the tree with counters for coverage. The arguments are further options of the compiler.
 compile_the_program() {
     (cd "$work/tree/build" && g++ --coverage "$@" -c -o main.cpp.o ../product/main.cpp &&
         g++ --coverage "$@" -o main main.cpp.o)
@@ -220,14 +220,15 @@ END
     compile_the_program && "$work/tree/build/main" "$@"
 }
 
-# Checks the counts of the program. The arguments are the least share of branches, and the expected output.
+# Checks the coverage of the program. The arguments are the least share of branches in percent, and the lines of the
+# expected output.
 covers() {
     local status=0
     (cd "$work/tree" && "$OLDPWD/scripts/coverage" build list "$1" product) >"$work/found" 2>&1 || status=$?
     printf '%s\n' "${@:2}" | diff "$work/found" - && return $status
 }
 
-# Like covers, but expects that the check fails with this output.
+# Like covers, but expects the check to fail and to print this output.
 misses() { ! covers "$@" && [ "$(printf '%s\n' "${@:2}")" = "$(cat "$work/found")" ]; }
 
 totals_of_one_run='4 lines, 1 of which do not run; 50.00 % of 2 branches run'
@@ -321,7 +322,7 @@ misses_a_package_of_the_target_until_it_is_unpacked() {
         [ "$(missing_packages one:armhf one:unpacked)" = one:unpacked ]
 }
 
-# Runs the check of using declarations on a source that the text of standard input makes.
+# Runs the check of using declarations on a source. The text of the source is standard input.
 using_declarations_of() { cat >"$work/using.cpp" && echo "$work/using.cpp" | scripts/using-declarations; }
 
 finds_a_name_that_a_source_does_not_use() {

@@ -68,7 +68,7 @@ TEST(UtcText, FollowsTheClockInBothDirections) {
                     "1970-01-01T00:00:59.000000Z ");
 }
 
-/** An audit whose sink the test makes fail. */
+/** A fixture for an audit. A test can make the sink of the audit fail. */
 class AuditTest : public testing::Test {
 protected:
     std::unique_ptr<Audit> make(Audit::OnError onError) {
@@ -261,7 +261,7 @@ TEST_F(AuditFileDeathTest, CannotBeOpenedIfItsLastLineCannotBeEnded) {
     });
 }
 
-// The kernel does not shrink this file.
+// A seal keeps the server from truncating the file.
 TEST_F(AuditFileDeathTest, CompletesALineLaterIfItsBeginningCannotBeRemoved) {
     inChildProcess([] {
         std::signal(SIGXFSZ, SIG_IGN);
@@ -281,10 +281,10 @@ TEST_F(AuditFileDeathTest, CompletesALineLaterIfItsBeginningCannotBeRemoved) {
     });
 }
 
-/** The socket of a journal in the working folder. */
+/** A fixture for an audit in a journal whose socket is in the working folder. */
 class AuditJournalTest : public testing::Test {
 protected:
-    // The path of a socket has at most 108 bytes, but the path of the working folder may be longer.
+    // The path of a local socket has at most 107 bytes, but the path of the working folder may be longer.
     static constexpr const char* path = "/proc/self/cwd/journal";
 
     static std::string receivedBy(const LocalSocket& journal) {

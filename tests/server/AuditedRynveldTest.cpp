@@ -189,7 +189,7 @@ TEST_F(AuditedRynveld, RecordsRefusedConnections) {
 
 TEST_F(AuditedRynveld, NamesTheProcessAndTheUserOfALocalClient) {
     Launch launch;
-    // The path of a socket has at most 108 bytes, but the path of the working folder may be longer.
+    // The path of a local socket has at most 107 bytes, but the path of the working folder may be longer.
     launch.listen = {"--listen", "unix:/proc/self/cwd/s"};
     const RynveldProcess server(audited(), launch);
     sockaddr_un address{AF_UNIX, "s"};
@@ -202,7 +202,7 @@ TEST_F(AuditedRynveld, NamesTheProcessAndTheUserOfALocalClient) {
     EXPECT_EQ(lines[1].at("user"), std::to_string(::getuid()));
 }
 
-/** A server with the options of the file "o". The service manager is the test. */
+/** A server with the options of the file "o". The test receives the messages to the service manager. */
 class ReloadedRynveld : public AuditedRynveld {
 protected:
     explicit ReloadedRynveld(const Arguments& further = {}) {
@@ -216,7 +216,7 @@ protected:
 
     static void write(const std::string& contents) { std::ofstream("o") << contents; }
 
-    /** Changes the file and sends SIGHUP. Waits until the server has read the file. */
+    /** Changes the file and sends SIGHUP. Waits until the server has reloaded the file. */
     void reload(const std::string& contents) {
         write(contents);
         EXPECT_EQ(::kill(m_server->pid(), SIGHUP), 0);
@@ -224,7 +224,7 @@ protected:
         expectState("READY=1");
     }
 
-    /** Waits for a state that begins with a text. */
+    /** Waits for the next message to the service manager, and expects it to begin with a text. */
     void expectState(const std::string& beginning) {
         EXPECT_EQ(m_manager.received(0).substr(0, beginning.size()), beginning);
     }

@@ -126,7 +126,7 @@ TEST_F(ExportedRegistersTest, HaveNoSampleAfterAFailedRead) {
     const std::string failed = text();
     EXPECT_EQ(failed.find("\nrynveld_register_value{"), std::string::npos) << failed;
     EXPECT_TRUE(hasSample(failed, "rynveld_failed_register_reads_total{device=\"seek.16\",register=\"COUNT\"} 1"));
-    // The failure counts for the whole period.
+    // The server does not read the register again in the period of the failed read.
     EXPECT_EQ(text().find("\nrynveld_register_value{"), std::string::npos);
     EXPECT_TRUE(hasSample(text(), "rynveld_register_reads_total{device=\"seek.16\",register=\"COUNT\"} 2"));
     writeDevice({0, 0, 0, 0, 0, 0, 8, 0});

@@ -51,7 +51,10 @@ constexpr bool memoryIsItsOwn = !sanitized && !emulated;
 constexpr std::size_t requestSize = 660;
 constexpr auto name = "uio.32";
 
-/** The connections of one thread. The thread sends over all of them before it receives, so all are busy at once. */
+/**
+ * The connections of one thread. The thread sends over all of them before it receives, so all connections are busy at
+ * once.
+ */
 using Clients = std::vector<RecordClient>;
 
 Clients connectTo(const RynveldProcess& server, std::size_t count) {
@@ -189,7 +192,9 @@ TEST(HostileClients, AreDisconnectedAtTheFirstRecordThatIsNotARequest) {
     expectService(server);
 }
 
-/** Returns a body that a web page could make a browser post. It has a write request at every alignment. */
+/**
+ * Returns the body of an HTTP request that a web page can send. The body contains a write request at every alignment.
+ */
 std::vector<char> writesAtEveryAlignment(std::uint32_t address) {
     std::vector<char> body;
     for (std::size_t i = 0; i <= requestSize; ++i) {
@@ -390,7 +395,7 @@ public:
         return std::chrono::seconds(seconds == nullptr ? 2 : std::atoi(seconds));
     }
 
-    /** Starts clients. Each uses one connection after the other, with its own random numbers. */
+    /** Starts clients. Each client uses one connection after the other, with its own random numbers. */
     template <typename Use>
     void start(unsigned int count, const Use& use) {
         for (unsigned int i = 0; i < count; ++i) {
@@ -426,7 +431,7 @@ void receiveInterrupts(RecordClient& client, Noise& /*noise*/) {
     }
 }
 
-/** Resets the connection, or leaves the connection to the destructor of the client. */
+/** At random, resets the connection, or leaves closing the connection to the destructor of the client. */
 void end(RecordClient& client, Noise& noise) {
     if (noise.half()) {
         client.reset();
@@ -494,7 +499,7 @@ void expectTracesOfASoak(const std::string& text) {
     EXPECT_LE(hungUp, periods * causes * linesPerPeriod);
 }
 
-/** Returns the port of a client in the names that the server gives its clients. */
+/** Returns the local port of a client. The server identifies the client by this port. */
 std::uint16_t ownPort(const RecordClient& client) {
     sockaddr_in address{};
     socklen_t size = sizeof(address);
@@ -545,8 +550,9 @@ TEST(HostileClients, DoNotKeepTheOthersFromTheirWork) {
             std::this_thread::sleep_for(100ms);
         }
     }
-    std::cout << served << " exchanges of 4 clients in " << Soak::time().count() << " s beside 28 others, the longest "
-              << std::chrono::duration<double>(longest).count() << " s" << std::endl;
+    std::cout << served << " exchanges of 4 clients in " << Soak::time().count()
+              << " s beside 28 other clients, the longest exchange " << std::chrono::duration<double>(longest).count()
+              << " s" << std::endl;
     EXPECT_LT(longest, 10s);
     EXPECT_GE(sampleOf(metricsOf(server.metricsPort()), "rynveld_requests_total{type=\"write32\",result=\"success\"}"),
               2 * served);

@@ -36,7 +36,7 @@ constexpr bool memoryIsItsOwn = false;
 constexpr bool memoryIsItsOwn = std::string_view(RYNVELD).find('|') == std::string_view::npos;
 #endif
 
-/** Starts a server with metrics. */
+/** Returns the arguments of a simulation server with metrics, on a port that the system chooses. */
 Arguments withMetrics(Arguments arguments) {
     arguments.insert(arguments.end(), {"--simulate", "--metrics", "0"});
     return arguments;
@@ -108,7 +108,7 @@ TEST(MetricsOnRynveld, AreRefusedAtAnAddressInUse) {
               "rynveld: 127.0.0.1:" + std::to_string(listener.port()) + ": cannot listen: Address already in use\n");
 }
 
-/** Clients of the metrics that misbehave in their own threads until the end of the scope. */
+/** Hostile clients of the metrics, each in its own thread, which ends with the scope. */
 class HostileScrapers {
 public:
     explicit HostileScrapers(std::uint16_t port) : m_port(port) {

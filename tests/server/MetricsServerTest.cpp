@@ -130,7 +130,7 @@ TEST_F(MetricsServerTest, ReportsTheAddressOnWhichItCannotListen) {
     const auto port = start();
     try {
         MetricsServer(tcp::endpoint(make_address_v4("127.0.0.1"), port), everyone(), [] { return ""; });
-        ADD_FAILURE() << "two servers listen at one port";
+        ADD_FAILURE() << "two servers listen on one port";
     } catch (const std::system_error& error) {
         EXPECT_EQ(error.what(), "127.0.0.1:" + std::to_string(port) + ": cannot listen: Address already in use");
     }
@@ -167,7 +167,7 @@ class BlockedMetrics : public MetricsServerTest {
 protected:
     std::string text() override {
         m_requests = 1;
-        // A signal ends this wait, like the operation of a device.
+        // A signal ends this wait, as it ends a blocked operation of a device.
         ::poll(nullptr, 0, -1);
         return "";
     }

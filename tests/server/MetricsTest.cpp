@@ -30,7 +30,7 @@ std::string textOf(const Metrics& metrics) {
     return text.text();
 }
 
-/** The sessions of a server with metrics. */
+/** A fixture for sessions of a server with metrics. */
 class MetricsTest : public testing::Test {
 protected:
     /** A session in its own thread. */

@@ -55,7 +55,10 @@ protected:
         write(contents);
         return problemIn([&words] { parse(words); });
     }
-    /** Returns the message for a new file while the server runs with the options. */
+    /**
+     * Returns the error message for a reload of a file with these contents, or an empty text. `running` are the options
+     * before the reload.
+     */
     static std::string problemOfReload(const Options& running, const std::string& contents) {
         write(contents);
         return problemIn([&running] { Rynveld::reloadedOptions(running); });

@@ -10,10 +10,10 @@
 
 namespace RynvelTest {
 
-/** The lines that a sink has taken, and its error. */
+/** The lines that a sink has received, and the error of its writes. */
 struct Recording {
     std::vector<std::string> lines;
-    /** The error number of the next writes; 0 for success. */
+    /** The error number that each write returns; 0 for success. A write that fails adds no line. */
     int error = 0;
 };
 

@@ -95,7 +95,7 @@ class RequestRefusals : public testing::Test {
 protected:
     explicit RequestRefusals(const Policy& policy) : m_server(policy) {}
 
-    /** Expects an Error without values. Expects the last trace to name the refused request and the reason. */
+    /** Expects the result Error without values. Expects the last trace to name the refused request and the reason. */
     void expectRefusal(Connection& connection, const Request& request, const std::string& reason,
                        const std::string& shownName) {
         m_recorder.clear();
@@ -376,7 +376,7 @@ TEST_F(RequestHandler, RefusesInterruptOperationsOfDevicesWithoutInterrupts) {
     expectRefusal(connection, raiseOf("seek.8"), notSimulated);
 }
 
-/** A fixture for requests of a client to the interrupt of a simulated device. */
+/** A fixture for interrupt requests to a simulated device. */
 class SimulatedInterruptRequests : public RequestHandler {
 protected:
     bool raises(const Values& word = {}) { return m_uio32.succeeds(raiseOf("uio.32", word)); }

@@ -235,7 +235,7 @@ TEST(Rynveld, RefusesConnectionsAboveTheLimitUntilAClientDisconnects) {
     EXPECT_TRUE(one.succeeds(Request(Type::Close, "uio.32")));
 }
 
-// This test waits for a whole period, so it does not run in builds whose tests run slowly.
+// This test sleeps for 13 seconds, so builds whose tests run slowly leave it out.
 #ifndef RYNVEL_TESTS_RUN_SLOWLY
 TEST(Rynveld, ReportsTheNumberOfSuppressedLinesWhenAFloodHasEnded) {
     SimulatingServer server({"--max-connections", "1"}, tracing("*=1"));
@@ -264,7 +264,7 @@ TEST(Rynveld, EndsConnectionsWhoseRequestTakesTooLong) {
     EXPECT_TRUE(client.isEnded());
 }
 
-// The address sanitizer also needs descriptors, so this test does not run with it.
+// The address sanitizer also needs descriptors, so a build with this sanitizer leaves the test out.
 #ifndef __SANITIZE_ADDRESS__
 TEST(Rynveld, ContinuesWhenItHasRunOutOfDescriptors) {
     Launch launch;
@@ -619,7 +619,7 @@ TEST(RynveldService, ReservesConnectionsForOtherHostsAndNamesTheClientsThatItRef
         }
     };
     // The server counts 127.0.0.0/8, a /64 network and a user of a local socket as one host each, because one client
-    // can use all their addresses and processes.
+    // can use every address of these networks and every process of this user.
     unsigned int last = 1;
     fill([&] { return connect(loopback(++last, 0), loopback(1, port)); });
     fill([port] { return connect(loopbackV6(0), loopbackV6(port)); });

@@ -133,7 +133,7 @@ public:
 
 TEST(ServiceManager, IsNotifiedAtAPath) {
     const TemporaryWorkingFolder folder;
-    // The path of a socket has at most 108 bytes, but the path of the working folder may be longer.
+    // The path of a local socket has at most 107 bytes, but the path of the working folder may be longer.
     const NotifySocket manager("/proc/self/cwd/notify");
     notifyServiceManager("READY=1");
     EXPECT_EQ(manager.received(), "READY=1");

@@ -50,7 +50,7 @@ public:
 
     const RecordClient& client() const { return m_client; }
 
-    /** Ends the connection, as the server does when the session has ended. */
+    /** Makes the session end after the current request, as the server does when it ends. */
     void stop() { m_session.stop(); }
 
     /** Waits until the session ends without a call of stop(). */

@@ -20,7 +20,7 @@ constexpr std::uint64_t lowBytes = 0x0000FFFF;
 constexpr std::uint64_t resetValue = 0x0000CCAA;
 constexpr std::uint64_t data = 0x0000F0F0;
 
-/** Returns a description of the low two bytes of a register. */
+/** Returns a description of the two low bytes of a register. */
 RegisterBits bitsOf(Access access, ModifiedWrite modifiedWrite = ModifiedWrite::Modify,
                     std::optional<ReadAction> readAction = std::nullopt) {
     return {lowBytes, resetValue, access, readAction, modifiedWrite};

@@ -51,7 +51,8 @@ void SoakAudit::rotate(const RynveldProcess& server) {
     const std::string rotated = m_path + ".1";
     std::filesystem::rename(m_path, rotated);
     EXPECT_EQ(::kill(server.pid(), SIGHUP), 0);
-    // While the server opens the new file, it writes no line. It then writes only to the new file.
+    // The server writes no line while it opens the new file, and then writes only to the new file. The renamed file is
+    // therefore complete when the new file exists.
     EXPECT_TRUE(becomesTrue([this] { return std::filesystem::exists(m_path); }));
     check(rotated);
     std::filesystem::remove(rotated);
@@ -60,7 +61,7 @@ void SoakAudit::rotate(const RynveldProcess& server) {
 void SoakAudit::check(const std::string& path) {
     std::ifstream file(path);
     for (std::string line; std::getline(file, line);) {
-        EXPECT_FALSE(file.eof()) << "the last line is not whole: " << line;
+        EXPECT_FALSE(file.eof()) << "the last line is incomplete: " << line;
         checkLine(line);
     }
 }

@@ -16,15 +16,16 @@ namespace RynvelTest {
  * Checks the audit of a server that many clients use. Rotates and removes the file while the server writes it, because
  * the whole audit would fill the disk.
  *
- * Two kinds of writes to one device have rules. A write of two values has the value 0, or a value one higher than that
- * of the previous write on the connection. Clients write the shared register only with one value.
+ * Checks two kinds of writes to one device. The first value of a write of two values is 0, or 1 higher than the first
+ * value of the previous such write on the connection. A write of one value to the shared register has the old value
+ * that the previous such write has left.
  */
 class SoakAudit {
 public:
     /** The address of the shared register, which any client may write. */
     static constexpr std::uint32_t sharedAddress = 900;
 
-    /** @param path the file of the audit. @param device the device whose writes have rules. */
+    /** @param path the file of the audit. @param device the device whose writes the object checks. */
     SoakAudit(std::string path, const std::string& device);
 
     /**
@@ -53,7 +54,7 @@ private:
     void checkOrderOfRegister(std::string_view line);
 
     const std::string m_path;
-    /** The text that the audit line of each successful write to the device contains. */
+    /** The text that the audit line of each write to the device contains. */
     const std::string m_write;
     std::mutex m_mutex;
     std::map<std::uint16_t, std::uint64_t> m_seen;

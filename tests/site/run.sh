@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Tests the site: that it builds without a warning, contains everything, and works from a folder without a network.
-# Usage: run.sh. Ends with a line of totals.
+# Tests the site: that it builds without a warning, has a page for every document, header and manual page, and works
+# from a folder without a network. Usage: run.sh. Ends with a line of totals.
 set -u -o pipefail
 cd "$(dirname "$0")/../.." || exit
 . scripts/common.sh
@@ -26,7 +26,7 @@ copy_sources() {
         xargs -0 cp --parents -t "$work/project"
 }
 
-# Succeeds if a build of the copy fails, and says why. The argument is a part of the message.
+# Succeeds if a build of the copy fails with a message that contains the argument, and creates no site.
 refuses() {
     ! "$work/project/docs/site/build" "$work/refused" >"$work/refusal" 2>&1 && grep -F "$1" "$work/refusal" &&
         [ ! -e "$work/refused" ]

@@ -101,7 +101,7 @@ std::vector<AuditMembers> auditIn(const std::string& path) {
     std::ostringstream contents;
     contents << std::ifstream(path).rdbuf();
     const std::string text = contents.str();
-    EXPECT_TRUE(text.empty() || text.back() == '\n') << "the last line is not whole";
+    EXPECT_TRUE(text.empty() || text.back() == '\n') << "the last line is incomplete";
     std::vector<AuditMembers> audit;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {

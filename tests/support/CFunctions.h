@@ -20,7 +20,7 @@ struct CFunctions {
     int (*writeBitmask)(int handle, unsigned int address, T data, T bitmask);
     int (*burstRead)(int handle, unsigned int address, T* values, unsigned int items, int byteOrder);
     int (*burstWrite)(int handle, unsigned int address, const T* values, unsigned int items, int byteOrder);
-    /** The number by which a function divides its address to get the address that it passes to the device. */
+    /** The ratio of the address that a function receives to the address that the function passes to the device. */
     unsigned int divisor;
 
     /** Returns whether a burst with this argument has Host order. An 8-bit burst always has Host order. */

@@ -11,7 +11,9 @@
 
 namespace RynvelTest {
 
-/** A fixture for tests that fail after their bodies. It expects exactly the failures that the tests announce. */
+/**
+ * A fixture for tests that fail after their bodies. The fixture expects exactly the failures that the tests announce.
+ */
 class FailsAtItsEnd : public testing::Test {
 protected:
     static void SetUpTestSuite() {

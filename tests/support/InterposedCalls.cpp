@@ -83,7 +83,7 @@ void* map(void* addr, size_t length, int prot, int flags, int fd, off64_t offset
                                 : reinterpret_cast<void*>(mapReally(addr, length, prot, flags, fd, offset));
 }
 
-/** Ends the process, as the C library does, if a call asks for more bytes than its buffer holds. */
+/** Ends the process, as the C library does, if the size in a call is greater than the size of its buffer. */
 void checkRoom(size_t wanted, size_t room) {
     if (wanted > room) {
         __chk_fail();

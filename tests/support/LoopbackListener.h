@@ -13,7 +13,9 @@
 
 namespace RynvelTest {
 
-/** A socket on the loopback interface, on a port that the system chooses. It refuses connections until listen(). */
+/**
+ * A socket on the loopback interface, on a port that the system chooses. The kernel refuses connections until listen().
+ */
 class LoopbackListener {
 public:
     LoopbackListener() {

@@ -14,8 +14,8 @@
 namespace RynvelTest {
 
 /**
- * Counts the times that a file is opened. Each call of next() waits until the file has been opened or closed, and
- * returns the count since the previous call.
+ * Counts how often a file is opened. Each call of next() waits until the file has been opened or closed since the
+ * previous call, and returns the number of times that the file was opened.
  */
 class OpenCounter {
 public:

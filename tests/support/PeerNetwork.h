@@ -28,7 +28,7 @@ public:
     /** Redirects connections to an IPv4 address and port, such as "10.0.0.7:9000", to a port of this machine. */
     void place(const std::string& address, std::uint16_t port);
 
-    /** Waits until a thread calls sleep(). Returns the number of seconds that the thread asks for. */
+    /** Waits until a thread calls sleep(). Returns the argument of the call in seconds. */
     unsigned int awaitSleeper();
     void wakeSleeper();
 
@@ -40,7 +40,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::map<std::string, std::uint16_t> m_places;
-    /** The number of seconds that the sleeping thread asks for, or 0 if no thread sleeps. */
+    /** The argument of the current call of sleep() in seconds, or 0 if no thread sleeps. */
     unsigned int m_sleep = 0;
 };
 

@@ -69,7 +69,7 @@ public:
 
     /** Returns the next interrupt word, or all ones if the connection ends or a minute passes. */
     std::uint32_t interrupt() const;
-    /** Returns whether there are no bytes to receive at this moment. */
+    /** Returns whether the connection is open and has no bytes to receive at this moment. */
     bool hasNothing() const;
     /** Waits until the server ends the connection. Returns false if the server sends anything or a minute passes. */
     bool isEnded() const;

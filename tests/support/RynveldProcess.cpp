@@ -88,7 +88,7 @@ std::string RynveldProcess::endWithText() {
 void RynveldProcess::stop(int signal) {
     m_process.signal(signal);
     if (!becomesTrue([this] { return m_process.hasEnded(); })) {
-        ADD_FAILURE() << "the server has not ended";
+        ADD_FAILURE() << "the server has not ended within a minute";
         m_process.signal(SIGKILL);
     }
     if (m_drain.joinable()) {
@@ -130,7 +130,7 @@ std::size_t RynveldProcess::numberOf(const std::string& status) const {
             return std::stoul(line.substr(status.size() + 1));
         }
     }
-    ADD_FAILURE() << "the server is gone";
+    ADD_FAILURE() << "the server has ended";
     return 0;
 }
 

@@ -41,7 +41,7 @@ enum class Call {
 /** Returns the name of the function in C. */
 const char* nameOf(Call call);
 
-/** The result of a scripted call, and errno after the result -1. */
+/** The result of a scripted call, and the value of errno if the result is -1. */
 struct Answer {
     long result;
     int error;
@@ -92,7 +92,8 @@ public:
 
     /**
      * Appends the results of the next calls of a function. The test fails at its end if a result is unused. In a death
-     * test, construct and script the object inside the statement. An object outside would get the calls of GoogleTest.
+     * test, construct and script the object inside the statement. An object outside would handle the calls of
+     * GoogleTest.
      */
     void script(Call call, const std::vector<std::optional<Answer>>& answers);
 

@@ -96,8 +96,8 @@ TerminalProcess::~TerminalProcess() {
 
 void TerminalProcess::lead(const Arguments& command, const Launch& launch) const {
     ::close(m_hold[1]);
-    // Only the test has this end of the terminal. If the test is killed, the terminal therefore ends, and both
-    // processes with it.
+    // Only the test keeps this end of the terminal open. If the test is killed, the kernel therefore hangs up the
+    // terminal, which ends this process and the program.
     ::close(m_controller);
     setsid();
     ioctl(m_terminal, TIOCSCTTY, 0);

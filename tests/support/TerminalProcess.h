@@ -37,7 +37,7 @@ public:
     void type(const std::string& keys) const;
     void signal(int number) const;
     void resize(std::size_t columns, std::size_t rows);
-    /** Gives the terminal to the shell or to the program, as the commands bg and fg of a shell do. @{ */
+    /** Moves the shell or the program to the foreground of the terminal, as the commands bg and fg of a shell do. @{ */
     void moveToBackground() const { setForeground(m_leader); }
     void moveToForeground() const { setForeground(m_program); }
     /** @} */
@@ -50,8 +50,10 @@ public:
     /** Waits until the screen has a property, even during a drawing. */
     void await(const std::function<bool(const TerminalScreen&)>& property);
 
-    /** Waits until the program ends, and shows its whole output. Returns its exit status, or the negative number of the
-     * signal that ended it. */
+    /**
+     * Waits until the program ends, and shows its whole output. Returns its exit status, or the negative number of the
+     * signal that ended the program.
+     */
     int wait();
     /** Waits until a signal stops the program, and shows its output. */
     void awaitStop();
@@ -73,9 +75,9 @@ private:
 
     int m_controller = -1;
     int m_terminal = -1;
-    /** Carries the ID of the program, and then the results of waitpid(). */
+    /** The pipe for the ID of the program, and then for the results of waitpid(). */
     std::array<int, 2> m_statuses{};
-    /** The session ends when the test closes its end. */
+    /** The pipe that keeps the session alive. The session ends when the test closes its end of the pipe. */
     std::array<int, 2> m_hold{};
     pid_t m_leader = -1;
     pid_t m_program = -1;

@@ -9,7 +9,7 @@
 namespace RynvelTest {
 
 /**
- * The screen of a terminal. It interprets the control sequences that rynvelctl uses, and fails the test for all others.
+ * The screen of a terminal. Interprets the control sequences that rynvelctl uses, and fails the test for all others.
  */
 class TerminalScreen {
 public:
@@ -19,8 +19,8 @@ public:
     }
 
     /**
-     * Keeps the characters that fit. The cursor leaves its row, as on a terminal that wraps the lines differently after
-     * a change of its size.
+     * Keeps the characters that fit. Moves the cursor to the last row, because a terminal may wrap the lines
+     * differently after a change of its size.
      */
     void resize(std::size_t columns, std::size_t rows);
 

@@ -148,7 +148,7 @@ void TestPeer::perform(const Reply& reply, int socket) {
         if (i > 0) {
             waitToLetGo();
         }
-        // Sending may fail, because a client does not wait for the last answer at the end of a test.
+        // Sending may fail, because a client may disconnect before the last answer at the end of a test.
         sendAll(socket, reply.pieces[i]);
     }
     if (reply.closes) {
@@ -178,7 +178,7 @@ void TestPeer::releaseNextPiece() {
 std::vector<TestPeer::ReceivedRequest> TestPeer::requests(std::size_t count) {
     std::unique_lock<std::mutex> lock(m_mutex);
     EXPECT_TRUE(m_changed.wait_for(lock, timeout, [&] { return m_requests.size() >= count; }))
-        << m_requests.size() << " requests came, not " << count;
+        << m_requests.size() << " requests arrived instead of " << count;
     return m_requests;
 }
 

@@ -46,9 +46,9 @@ Reply closing();
 Rynvel::Request asRequest(const std::vector<std::uint8_t>& bytes);
 
 /**
- * A register server for clients on this machine, on a port that the system chooses. The server records every request.
- * It sends the replies that the test has scripted. Without a script, its service replies. The default service replies
- * with a success without values.
+ * A register server for clients on this machine, on a port that the system chooses. The server records every request,
+ * and sends the replies that the test has scripted. When no scripted reply is left, the service of the server provides
+ * the reply. The default service replies with a success without values.
  */
 class TestPeer {
 public:

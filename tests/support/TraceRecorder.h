@@ -12,7 +12,7 @@
 
 namespace RynvelTest {
 
-/** A lock without mutex calls. A test that scripts mutex calls then sees only the calls of the library. */
+/** A lock that makes no mutex calls, so that a test that scripts mutex calls records only the calls of the library. */
 class SpinLock {
 public:
     void lock() {
@@ -39,8 +39,9 @@ struct RecordedTrace {
 };
 
 /**
- * A trace sink for the messages of all channels. It appends each message to the event log, if there is one, in one of
- * the forms "CHANNEL LEVEL FUNCTION ENTER", "CHANNEL LEVEL FUNCTION ENTER TEXT" or "CHANNEL LEVEL FUNCTION: TEXT".
+ * A trace sink for the messages of all channels. The sink appends each message to the event log, if there is one, in
+ * one of the forms "CHANNEL LEVEL FUNCTION ENTER", "CHANNEL LEVEL FUNCTION ENTER TEXT" or "CHANNEL LEVEL FUNCTION:
+ * TEXT".
  */
 class TraceRecorder : public ZilTraceControl::Sink {
 public:

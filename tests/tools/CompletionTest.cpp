@@ -118,7 +118,7 @@ class MapCompletion : public testing::Test {
 protected:
     MapCompletion() { m_folder.store("m.svd", timerMap()); }
 
-    /** The last word may be "-" for an empty one. */
+    /** Returns the completions of a command line. The last word "-" represents an empty word. */
     std::string offeredFor(const std::string& line) const {
         Arguments arguments = words("--map m.svd " + line);
         if (arguments.back() == "-") {
@@ -276,7 +276,7 @@ private:
             const ssize_t count =
                 poll(&ready, 1, timeoutMilliseconds) == 1 ? read(m_terminal, bytes.data(), bytes.size()) : ssize_t{0};
             if (count <= 0) {
-                ADD_FAILURE() << "'" << text << "' does not come behind:\n" << m_shown;
+                ADD_FAILURE() << "'" << text << "' does not appear after:\n" << m_shown;
                 m_shown += text;
             } else {
                 m_shown.append(bytes.data(), static_cast<std::size_t>(count));
@@ -300,7 +300,7 @@ protected:
         m_folder.store("m.svd", timerMap());
     }
 
-    /** Returns the commands that prepare any of the shells. */
+    /** Returns the commands that prepare every shell for a test. */
     std::string common() const {
         return "export RYNVEL_MAPS='" + m_folder.path() + "/m.svd'\nPS1='" + std::string(InteractiveShell::prompt) +
                "'\nrynvelctl() { sh '" + m_folder.path() + "/rynvelctl' \"$@\"; }\n";

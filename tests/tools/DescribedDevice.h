@@ -35,7 +35,9 @@ inline std::string fieldAt(const std::string& name, const std::string& bits, con
 /** Returns the element that contains the fields of a register. */
 inline std::string fieldsOf(const std::string& fields) { return "<fields>" + fields + "</fields>"; }
 
-/** Returns the map of a timer, the device map32. The map has every element that a description shows. */
+/**
+ * Returns the map of a timer, the device map32. The map contains every element that a description of a device shows.
+ */
 inline std::string timerMap() {
     return mapOfPeripherals(peripheralOf(
         "map32", "A timer",

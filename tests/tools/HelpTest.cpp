@@ -68,7 +68,7 @@ bool contains(const Arguments& call, const std::string& word) {
     return std::find(call.begin(), call.end(), word) != call.end();
 }
 
-/** A folder and a server for the calls of the documentation. All registers of the server are 1. */
+/** A folder and a server for the calls of rynvelctl in the documentation. All registers of the server are 1. */
 class DocumentedCalls : public testing::Test {
 protected:
     DocumentedCalls() {

@@ -270,7 +270,7 @@ TEST_F(Load, WritesNothingIfTheRawDumpInThePipeFails) {
     EXPECT_EQ(get(0x20), 0U);
 }
 
-/** A pipe that holds only 4096 bytes. The test reads the pipe after the program has ended. */
+/** A pipe with room for only 4096 bytes. The test reads the pipe after the program has ended. */
 class SmallPipe : public Load {
 protected:
     SmallPipe() {
@@ -304,7 +304,7 @@ TEST_F(SmallPipe, DoesNotHideTheFailureOfARead) {
                "remote: reading 0x00000f9c failed: the server refused the request");
 }
 
-/** A server of one device, whose 12 registers are 7. The server may be slow. */
+/** A server of one device with 12 registers that contain 7. The server may be slow. */
 class SlowDevice : public testing::Test {
 protected:
     SlowDevice() {
@@ -320,9 +320,10 @@ protected:
     }
 
     /**
-     * Returns a service that takes a second for each of some accesses to registers.
+     * Returns a service that delays consecutive accesses to registers by one second each.
      *
-     * @param firstLate the number of the first slow access, counted from 1.
+     * @param firstLate the number of the first delayed access, counted from 1.
+     * @param count the number of delayed accesses.
      */
     static TestPeer::Service serviceWith(std::size_t firstLate, std::size_t count = 1) {
         // The first request opens the device.

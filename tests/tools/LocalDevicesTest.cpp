@@ -47,7 +47,10 @@ protected:
         EXPECT_EQ(ending.error, error) << line;
     }
 
-    /** Returns the error text of the system for an ioctl request to a file. A user-mode emulator has another text. */
+    /**
+     * Returns the error text of the system for an ioctl request to a file. A user-mode emulator causes a different
+     * text.
+     */
     std::string refusal() const {
         const int file = open((m_folder.path() + "/map").c_str(), O_RDWR | O_CLOEXEC);
         EXPECT_EQ(ioctl(file, 0xEE7F, 0), -1);
@@ -59,11 +62,11 @@ protected:
     TestFolder m_folder;
 };
 
-/** A counter of the openings of a file. */
+/** Counts how often a file is opened. */
 class Openings {
 public:
     explicit Openings(const std::string& path) : m_events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-        // Also watches closing the file, because the system merges two openings without another event between them.
+        // Also watches IN_CLOSE, because the kernel merges equal consecutive events.
         EXPECT_NE(inotify_add_watch(m_events, path.c_str(), IN_OPEN | IN_CLOSE), -1);
     }
     Openings(const Openings&) = delete;
@@ -83,7 +86,7 @@ private:
     const int m_events;
 };
 
-// A second attempt to open a file may fail, and an assertion would then end the program.
+// If the program opened a file twice, the second attempt could fail, and an assertion would then end the program.
 TEST_F(LocalDevices, AreOpenedOnce) {
     for (const auto& [name, file] : {std::pair("file8", "/registers8"), std::pair("map32", "/map")}) {
         const Openings openings(m_folder.path() + file);
@@ -295,7 +298,7 @@ TEST_F(LocalDevices, EndAWatchWhenThePeerOfASocketIsGone) {
 
 TEST_F(LocalDevices, AreNotOpenedAsAStandardStreamThatIsClosed) {
     if (!std::string(RYNVEL_EMULATOR).empty()) {
-        GTEST_SKIP() << "an emulator opens files of its own where standard streams are closed";
+        GTEST_SKIP() << "an emulator opens its own files in place of closed standard streams";
     }
     expect("write file8 0 0x11", 0, "file8 0x00000000 = 0x11\n");
     expect("write file8 1 0x22", 0, "file8 0x00000001 = 0x22\n");

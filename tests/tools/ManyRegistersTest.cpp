@@ -115,7 +115,8 @@ TEST_F(ManyRegisters, LeaveFieldsThatAOneClearsAlone) {
     set(0x18, 0x86);
     expect("write map32 FLAGS.ENABLE=1 A=2 FLAGS.ENABLE=0 ALIAS.DONE=0", 0,
            "map32 FLAGS.ENABLE = 1\nmap32 A = 0x00000002\nmap32 FLAGS.ENABLE = 0\nmap32 ALIAS.DONE = 0\n");
-    // The file stores the written zeros. On a device, these zeros leave the fields unchanged.
+    // The file stores the written zeros. A device would leave these fields unchanged, because only a written one clears
+    // them.
     EXPECT_EQ(get(0x18), 0x80U);
 }
 
@@ -345,7 +346,7 @@ std::string longList(std::size_t count) {
 
 TEST_F(ManyRegisters, TakeATimeInProportionToTheLengthOfTheList) {
     constexpr std::size_t count = 30000;
-    // If the time grew with the square of the length, it would be above a minute.
+    // If the time grew with the square of the length, the command would need more than 30 seconds of processor time.
     const Ending ending = Process(commandOf(RYNVELCTL_FOR_TESTS, arguments("--quiet write map32" + longList(count))),
                                   {"ulimit -t 30; cd '" + m_folder.path() + "' && ", {}})
                               .wait();

@@ -9,7 +9,7 @@
 namespace RynvelTest {
 namespace {
 
-/** Runs the commands for register maps. They use no device, and the test has none. */
+/** Runs the commands for register maps. These commands access no device, and the folder contains no device file. */
 class MapCommands : public testing::Test {
 protected:
     Ending run(const std::string& line) const { return runProgram(RYNVELCTL_FOR_TESTS, words(line), m_folder.path()); }

@@ -265,7 +265,7 @@ TEST_F(RemotePoll, EndsInTimeEvenIfTheServerDoesNotAnswerTheLastRead) {
     }
 }
 
-/** A server whose registers are 0. It counts the reads. */
+/** Runs poll on a server whose registers are 0. The server counts the reads. */
 class CountedReads : public Poll {
 protected:
     Ending run(const std::string& line) {

@@ -41,7 +41,8 @@ TEST(PrintableText, KeepsAllOtherCharacters) {
 TEST(PrintableText, ShowsBytesThatAreNotUtf8UnlessTheyAreControlCharactersOfLatin1) {
     EXPECT_EQ(printable("a\xe9z\xff"), "a\xe9z\xff");
     EXPECT_EQ(printable("a\x9b\x33m"), "a?3m");
-    // A decoder that is not strict would take these for U+009B and for U+001B.
+    // A lax decoder would decode the first two sequences, which are overlong, as the control characters U+009B and
+    // U+001B.
     EXPECT_EQ(printable("\xe0\x82\x9b"), "\xe0??");
     EXPECT_EQ(printable("\xc0\x9b"), "\xc0?");
     EXPECT_EQ(printable("\xf7\x8f\xbf\xbf"), "\xf7?\xbf\xbf");

@@ -14,8 +14,8 @@ namespace RynvelTest {
 
 namespace {
 
-// GoogleTest runs the first of as many parts of the tests as RYNVEL_TOOL_TEST_SHARDS says. The other test programs take
-// no notice of this variable.
+// If RYNVEL_TOOL_TEST_SHARDS is set, GoogleTest divides the tests of this program into that number of shards and runs
+// only the first shard. The other test programs ignore the variable.
 const bool shardsAreSet = [] {
     const char* const shards = std::getenv("RYNVEL_TOOL_TEST_SHARDS");
     return shards != nullptr && setenv("GTEST_TOTAL_SHARDS", shards, 1) == 0 &&

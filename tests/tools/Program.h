@@ -21,7 +21,7 @@ Arguments words(const std::string& line);
 /** Returns the command that runs a program of this build, with the emulator if the build has one. */
 Arguments commandOf(const std::string& path, const Arguments& arguments);
 
-/** Returns the start of a line of a shell that enters a folder, without the variables of the programs. */
+/** Returns the beginning of a shell line that unsets ZILTRACE and RYNVELCTL_REMOTE and enters a folder. */
 std::string enter(const std::string& folder);
 
 /** A running program of this build, with the default levels of its trace channels. */

@@ -62,7 +62,7 @@ TEST(MacroNames, AreAddedOnceForTheSameMacro) {
     EXPECT_EQ(names.add("A", "2"), "");
 }
 
-/** The names of the macros of a header, without their parameters. */
+/** Returns the names of the macros that a header defines, without their parameters. */
 std::set<std::string> macrosOf(const std::string& header) {
     std::set<std::string> names;
     std::istringstream lines(header);
@@ -97,7 +97,9 @@ protected:
         m_folder.store("registers.h", m_header);
     }
 
-    /** Expects a language to accept the header without a warning, and the constants to have these values. */
+    /**
+     * Expects a compiler to accept the header in a language without a warning, and the constants to have these values.
+     */
     void expectConstants(const Constants& constants, const std::string& compiler, const std::string& language) {
         std::string source =
             "#include \"registers.h\"\n#include \"registers.h\"\n#include <stdio.h>\n"

@@ -630,7 +630,7 @@ protected:
         return RegisterNames::run("--remote " + m_peer.address() + " --type Uio32 " + line);
     }
 
-    /** The request after the one that opens the device. */
+    /** Returns the request that follows the opening of the device. */
     Rynvel::Request operation() { return asRequest(m_peer.requests(2)[1].bytes); }
 
     TestPeer m_peer;

@@ -18,7 +18,7 @@
 namespace RynvelTest {
 namespace {
 
-/** Registers with fields that a write of another field must not change. */
+/** Returns registers with fields that a write of another field must not change. */
 std::string protectedRegisters() {
     return registerAt("CTRL", "0", fieldsOf(fieldAt("RUN", "0:0") + fieldAt("MODE", "5:4"))) +
            registerAt("KEYED", "4",
@@ -33,7 +33,7 @@ class CommandFiles : public DescribedProgram {
 protected:
     CommandFiles() : DescribedProgram(timerMap()) { m_folder.store("registers8", std::string(64, '\0')); }
 
-    /** Runs commands from a file. @param options the options that precede the command `run`. */
+    /** Runs commands from a file. @param options the options that follow the name of the file. */
     Ending run(const std::string& commands, const std::string& options = "") const {
         m_folder.store("script", commands);
         return runProgram(RYNVELCTL_FOR_TESTS, arguments("run script " + options), m_folder.path());
@@ -56,7 +56,11 @@ protected:
         expectEnding(runInput(commands), status, output, problem.empty() ? "" : '-' + problem);
     }
 
-    /** Runs an endless file. @param line the line that the file repeats. @param options include the name of the file.
+    /**
+     * Runs commands from a file without an end.
+     *
+     * @param line the line that the file repeats.
+     * @param options the arguments of `run`, including the name of the file.
      */
     Ending runEndless(const std::string& line, const std::string& options) const {
         // The limit of the processor time ends a program that ignores its time-out.
@@ -67,7 +71,7 @@ protected:
     /**
      * Runs commands from a file with another standard output.
      *
-     * @param output its descriptor, which this function closes.
+     * @param output the descriptor of standard output, which this function closes.
      */
     Ending runWithOutput(int output, const std::string& commands, const std::string& options = "") const {
         m_folder.store("script", commands);
@@ -297,7 +301,7 @@ TEST_F(CommandFiles, EndWithTheStatusOfTheFirstFailureEvenIfTheOutputHasNoReader
                  "script" + problem + "\nrynvelctl: script" + loss);
     expectEnding(runInputWithoutAReader("read missing 0\nread file8 0\n", "--keep-going"), 3, "",
                  '-' + problem + "\nrynvelctl: -" + loss);
-    // Nothing is lost, but standard output has no reader while the command waits for the next line.
+    // The command of the line has no output, so the program loses nothing, although standard output has no reader.
     expectEnding(runInputWithoutAReader("read missing 0\n", "--keep-going"), 3, "", '-' + problem);
     // The failure of a command determines the status, even after a failure of standard output.
     expectEnding(runWithoutAReader("read file8 0\nread missing 0\n"), 3, "",
@@ -372,7 +376,7 @@ TEST_F(CommandFiles, DoNotApplyTheOptionsOfALineToOtherLines) {
                                "map32 LEVEL1 = 0x00000002\nmap32 LEVEL0 = 0x00000003\n";
     expectEnding(run(commands), 0, output);
     expectEnding(runInput(commands), 0, output);
-    // The fixed settings of a command must not carry over to the next line.
+    // The settings that `set` and `toggle` make internally must not carry over to the next line.
     expectEnding(
         run("set map32 0x100 0\ntoggle map32 0x100 0\ntoggle map32 0x100 1\ntoggle map32 0x100 1\n", "--quiet"), 0, "");
     EXPECT_EQ(get(0x100), 0U);
@@ -433,7 +437,7 @@ TEST_F(CommandFiles, EndAfterTheLastLineIfReadingStandardInputFails) {
                     {enter(m_folder.path()) + "exec <&3 && ", {ends[1]}, Process::toTheTest});
     ASSERT_EQ(write(ends[0], "read file8 0\n", 13), 13);
     EXPECT_EQ(program.outputLine(), "file8 0x00000000 = 0x00");
-    // The peer of a socket that is closed before all bytes are read resets the connection.
+    // If a socket is closed before all received bytes are read, the kernel resets the connection of the peer.
     ASSERT_EQ(write(ends[1], "x", 1), 1);
     close(ends[0]);
     expectEnding(program.wait(), 2, "", "-: Connection reset by peer");

@@ -36,7 +36,7 @@ std::string value(const std::string& name, const std::string& number) {
     return element("enumeratedValue", element("name", name) + element("value", number));
 }
 
-/** Every kind of register for a device with 32-bit registers. */
+/** Returns registers of every kind for a device with 32-bit registers. */
 std::string registersOfMap32() {
     const std::string states = element("enumeratedValues", value("stopped", "0") + value("running", "1"));
     return aRegister("CTRL", "0x00",
@@ -114,17 +114,17 @@ protected:
         return runWithOutput(ends[1], line);
     }
 
-    /** Runs the program with a standard output that has no more space. */
+    /** Runs the program with a full disk as standard output. */
     Ending runOnAFullDisk(const std::string& line) const {
         return runWithOutput(open("/dev/full", O_WRONLY | O_CLOEXEC), line);
     }
 
-    /** Gives map32 other registers. */
+    /** Replaces the registers of map32 in the register map. */
     void describeMap32(const std::string& registers) const {
         m_folder.store("tests.svd", mapOf(peripheral("map32", registers)));
     }
 
-    /** Sets a register of map32 without the program. */
+    /** Writes a register of map32 directly to the file of the device. */
     void poke(std::size_t offset, std::uint32_t number) const {
         std::string bytes = m_folder.load("map");
         for (std::size_t i = 0; i < 4; ++i) {

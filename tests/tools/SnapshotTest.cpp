@@ -47,7 +47,7 @@ const char* const exampleText = R"({"format":"rynvel-registers","version":1,"dev
                                 R"({"name":"CHANNEL[1].MODE","offset":16,"size":8,"value":7})"
                                 "\n]}\n";
 
-/** The text of the example with another text in one place. */
+/** Returns the text of the example with the first occurrence of one text replaced by another. */
 std::string exampleWith(const std::string& replaced, const std::string& replacement) {
     std::string text = exampleText;
     const std::size_t position = text.find(replaced);
@@ -65,7 +65,7 @@ std::string complaint(const std::string& text) {
     return "no complaint";
 }
 
-/** The message of a failing call, after its status. */
+/** Returns the status and the message of a failing call, as `STATUS: MESSAGE`; "no failure" if the call succeeds. */
 template <typename Call>
 std::string failureOf(const Call& call) {
     try {
@@ -239,7 +239,7 @@ public:
 /** The permissions of the new file at the time when its owner is set. */
 std::optional<mode_t> modeBeforeOwner;
 
-/** Takes the privileges of root from the process, as long as the object exists. */
+/** Removes the privileges of root from the process as long as the object exists. */
 class OtherUser {
 public:
     static constexpr uid_t id = 65534;

@@ -272,7 +272,7 @@ TEST(CommandTimes, LimitEachAnswerOfTheServer) {
 TEST(CommandTimes, EndTheCommandWhenTheyExpire) {
     try {
         CommandTimeout(std::chrono::milliseconds(0)).requireTimeLeft("map32");
-        ADD_FAILURE() << "it went on";
+        ADD_FAILURE() << "the call did not time out";
     } catch (const Failure& failure) {
         EXPECT_EQ(failure.status(), ExitStatus::TimedOut);
         EXPECT_STREQ(failure.what(), "map32: timed out after 0 ms");

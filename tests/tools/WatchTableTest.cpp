@@ -13,7 +13,7 @@ using Rynvelctl::WatchTable;
 using Lines = std::vector<std::string>;
 using std::chrono::milliseconds;
 
-/** Samples of the registers of a device, 4 bytes apart. */
+/** Samples of registers of a device. The addresses of the registers are 4 bytes apart. */
 class Samples {
 public:
     explicit Samples(const WatchTable::Style& style, std::size_t registers = 2)

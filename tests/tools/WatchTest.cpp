@@ -28,7 +28,7 @@ const std::string watchedRegisters =
     registerAt("FIFO", "0xC", "<readAction>modify</readAction>" + fieldsOf(fieldAt("LEVEL", "3:0", ""))) +
     registerAt("\u6e29\u5ea6\u30bb\u30f3\u30b5\u30fc", "0x10", "") + registerAt("CTL\u009b31m\u202eA", "0x14", "");
 
-/** A register that changes at each step of a test. The tests run rynvelctl with and without a terminal. */
+/** Runs `watch`, with and without a terminal, on a register that changes at each step of a test. */
 class Watch : public DescribedProgram {
 protected:
     Watch()
@@ -171,7 +171,7 @@ protected:
         EXPECT_NE(program.modes().c_lflag & ECHO, 0U);
     }
 
-    /** Expects lines without control sequences. */
+    /** Expects the program to print these lines on a terminal, without control sequences. */
     void expectLines(const std::string& line, const Arguments& environment, const std::string& output) const {
         TerminalProcess program = startOn(line, environment);
         EXPECT_EQ(program.wait(), 0);
@@ -382,7 +382,7 @@ TEST_F(WatchOnATerminal, ReturnsTheCursorToTheShellInTheBackground) {
     program.moveToBackground();
     program.signal(SIGCONT);
     program.await([](const TerminalScreen& screen) { return screen.isCursorVisible(); });
-    // The program notices the change to the foreground without a signal, long before the next sample.
+    // The program detects the change to the foreground without a signal, long before the next sample.
     program.moveToForeground();
     program.awaitDrawing(shows(m_unchanged + m_unchanged));
     EXPECT_FALSE(program.screen().isCursorVisible());

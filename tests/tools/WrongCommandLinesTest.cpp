@@ -16,7 +16,7 @@ struct Group {
     std::vector<std::string> lines;
 };
 
-/** Returns the command lines of a text. "; " separates them in the text. */
+/** Returns the command lines in a text, in which "; " separates them. */
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
     for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 2) {
@@ -81,17 +81,17 @@ const std::vector<Group>& localGroups() {
         {wrongUsage, linesOf("write map32 0 1 1; dump map32 0 1 1; list map32; info map32 map16; "
                              "irq map32 type 1; irq map32 raise 1 2; wait map32 1; read read read read; run a b; sleep "
                              "1s 2s; expect map32 0 1 2")},
-        // Ranges and lists that are not whole.
+        // Malformed ranges, ranges that include addresses without a register, and malformed or incomplete assignments.
         {wrongUsage, withEach("read map32 ", {"4..0", "0..2", "0..", "..4", "..", "0..4..8", "CTRL..DATA", "0..0x1000",
                                               "0 2", "0 0x1000", "0..0xfffffffc", "--index 4..x"})},
         {wrongUsage, {"read file8 0..0x100000"}},
         {wrongUsage, withEach("write map32 ", {"0", "0=1 4", "0=1 4=", "0=", "=1", "0=1 =1", "0=x", "0=1=1", "0=1 2=1",
                                                "0=1 0x1000=1", "0=1 --mask 1", "0=1 CTRL=1"})},
-        // Files of commands that cannot be read, and wrong values and times.
+        // Files of commands that cannot be read, wrong values for `expect`, and wrong times for `sleep`.
         {wrongUsage, withEach("run ", {"nowhere", "/", "nowhere/script"})},
         {wrongUsage, withEach("expect map32 ", {"0", "0 x", "0 0x100000000", "2 1", "CTRL 1", "0x1000 1"})},
         {wrongUsage, withEach("sleep ", {"1", "-1s", "1.5", "soon"})},
-        // Names of registers without a register map, or with one that cannot be used.
+        // Names of registers without a register map, or with an unusable register map.
         {wrongUsage, linesOf("read map32 CTRL; read map32 CTRL.MODE; write map32 CTRL 1; write map32 CTRL.MODE 1; "
                              "write map32 CTRL MODE=1; write map32 0 MODE=1; dump map32 CTRL 1; fill map32 CTRL 1 1; "
                              "watch map32 CTRL; watch map32 0 CTRL; show; show nothing; show map32; show map32 CTRL")},
@@ -103,7 +103,7 @@ const std::vector<Group>& localGroups() {
                  "read -x map32 0; wait map32 --interval 1s; dump map32 0 1 --order; --trace; --remote; -r; "
                  "--type Uio32 read map32 0; --type Uio32 list; --local --remote h list; --timeout; -t; --base; "
                  "--base 8 list; --base hex list; --base 016 list; -")},
-        // Wrong bits, and conditions that cannot hold.
+        // Wrong bit numbers, and conditions that no value meets.
         {wrongUsage,
          linesOf("set; set map32; set map32 0; set map32 0 1 2; clear map32 0 x; toggle map32 0 RUN; "
                  "set map32 0 32; set file8 0 8; set map32 0 4:7; set map32 0 7:; set map32 0 :; set map32 0 ,; "
@@ -114,7 +114,7 @@ const std::vector<Group>& localGroups() {
                  "poll map32 0 1 --mask 0; poll file8 0 256; poll map32 0 1 --interval 0s; "
                  "poll map32 0 1 --interval 1; poll map32 4096 1; poll nothing 0 1")},
         {wrongUsage, withEach("read map32 ", {"0[3]", "0[:]", "0[7:4", "0[4:7]", "0[32:0]", "0[]", "CTRL[7:4]"})},
-        // Wrong formats of events, and several formats.
+        // Wrong formats of events, and combinations of several formats.
         {wrongUsage,
          withEach("watch map32 0 --format ", {"%", "%x", "%v%", "%v --json", "%v --quiet", "%v --csv", "%v --plot"})},
         {wrongUsage, withEach("wait map32 --format ", {"%", "%a", "%n", "%o", "%v --json", "%v --quiet"})},
@@ -129,7 +129,7 @@ const std::vector<Group>& localGroups() {
         {wrongUsage, withEach("wait ", {"nothing", "file8", "file16", "file32", "spi"})},
         {wrongUsage, withEach("irq ", {"nothing type", "file8 type", "file8 enable", "spi disable", "map32 frob",
                                        "map32 Type", "map32 enable 1", "map32 raise", "map32 raise x"})},
-        // Addresses without a register.
+        // Addresses without a register, and wrong counts of registers.
         {wrongUsage, withEach("read map32 ", {"1", "2", "3", "0xffe", "4096", "0x1000", "0xfffffffc", "0b1"})},
         {wrongUsage, withEach("read map16 ", {"1", "0xfff", "4096", "0xfffffffe"})},
         {wrongUsage, withEach("read file16 ", {"1", "3"})},
@@ -220,7 +220,7 @@ const std::vector<Group>& localGroups() {
     return groups;
 }
 
-/** Returns the groups with one of `step` consecutive lines each. */
+/** Returns the groups with only the first of every `step` lines. */
 std::vector<Group> everyNth(std::size_t step, std::vector<Group> groups) {
     for (Group& group : groups) {
         std::vector<std::string> lines;
@@ -270,7 +270,7 @@ protected:
         }
     }
 
-    /** Expects the status for each line, with a server that always sends the reply. Leaves out the successful line. */
+    /** Expects the status for each line except `successful`, with a server that always sends the reply. */
     void expectAllOfAServer(const Reply& reply, Status status, const Arguments& options = {},
                             const std::string& successful = "") {
         TestPeer peer;

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Reaches a register server through ssh and through stunnel, as docs/security.md describes it, and tries the same
-# without the right key or certificate. All programs run as the current user, with keys that the script makes.
+# Reaches a register server through ssh and through stunnel, as docs/security.md describes it. Checks that a client
+# without the right key or certificate does not reach the server. All programs run as the current user, with keys that
+# the script makes.
 # Usage: run.sh BUILD_FOLDER. Ends with a line of totals.
 set -u -o pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -12,8 +13,8 @@ suite=tunnels
 trap '{ kill $(jobs -p); wait; } 2>/dev/null; rm -rf "$work"' EXIT
 unset RYNVEL_MAPS RYNVELCTL_REMOTE ZILTRACE SSH_AUTH_SOCK
 
-# Waits until a file contains a text. Fails if the process that writes the file has ended. The arguments are the file,
-# the text and the process.
+# Waits until a file contains a text. Fails after 600 attempts 50 ms apart, or as soon as the process that writes the
+# file has ended. The arguments are the file, the text and the ID of the process.
 await() {
     local i
     for ((i = 0; i < 600; i++)); do
@@ -73,13 +74,13 @@ ssh_with_key() {
 
 user=$(id -un)
 
-# Writes the accounts of this machine, with the user of sshd, which only an installation of sshd makes.
+# Writes the accounts of this machine and the user sshd. Only an installation of sshd creates this user.
 make_accounts() {
     { grep -v '^sshd:' /etc/passwd && echo 'sshd:x:65534:65534::/run/sshd:/usr/sbin/nologin'; } >"$work/passwd"
 }
 
-# Becomes sshd. If root runs it, sshd needs its user and the folder /run/sshd. sshd alone sees both, so that nothing of
-# this machine changes.
+# Replaces the process with sshd. As root, sshd needs its user and the folder /run/sshd. They exist only in the mount
+# namespace of sshd, so this machine does not change.
 run_sshd() {
     local program="$unpacked_root/usr/sbin/sshd"
     [ "$(id -u)" = 0 ] || exec "$program" "$@"
@@ -129,7 +130,7 @@ serves_through_ssh() { forward && serves "$port" && kill $started; }
 # Runs rynvelctl on a local socket, which is the first argument.
 local_ctl() { "$build/tools/rynvelctl" --timeout 20s --remote "unix:$1" "${@:2}"; }
 
-# No other user may use the sockets at the two ends.
+# Both sockets must have the mode 600, so that no other user can connect.
 serves_through_local_sockets() {
     local far="$work/far.sock" near="$work/near.sock" forwarding
     "$build/server/rynveld" --simulate --listen "unix:$far" 2>"$work/local_server" &
@@ -165,8 +166,8 @@ refuses_other_ports_and_commands() {
 
 # stunnel -------------------------------------------------------------------------------------------------------------
 
-# Makes a certificate that an authority has signed. The request asks for more than the owner may have. The arguments are
-# the authority and the name.
+# Makes a certificate that an authority has signed. The request asks for the name node1 and the rights of an authority,
+# which the authority ignores. The arguments are the authority and the name of the owner.
 make_certificate() {
     openssl req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout "$work/$2.key" -subj "/CN=$2" \
         -addext subjectAltName=DNS:node1 -addext basicConstraints=critical,CA:TRUE -out "$work/$2.csr" &&
@@ -186,7 +187,8 @@ make_certificates() {
         make_certificate authority console1 && make_certificate another console2 && make_certificate another node2
 }
 
-# Starts stunnel with a service. Sets `port`. The arguments are the name of the end and the lines of the service.
+# Starts stunnel with a service. Sets `port` and `started`, the process. The arguments are the name of the configuration
+# file and the lines of the service.
 start_stunnel() {
     local name=$1 i
     shift
@@ -204,13 +206,14 @@ start_stunnel() {
     return 1
 }
 
-# Sets `tls_port`. The argument is the certificate.
+# Starts the server's end of stunnel, and sets `tls_port`. The argument is the name of the certificate.
 start_tls_server() {
     start_stunnel "server_$1" "connect = 127.0.0.1:$server_port" "cert = $work/$1.pem" "key = $work/$1.key" \
         "CAfile = $work/authority.pem" 'verifyChain = yes' && tls_port=$port
 }
 
-# Starts the end of a client and sets `port`. The argument is the certificate; none if it is empty.
+# Starts the client's end of stunnel, and sets `port`. The argument is the name of the certificate. If it is empty, the
+# client has no certificate.
 start_tls_client() {
     start_stunnel "client_${1:-none}" 'client = yes' "connect = 127.0.0.1:$tls_port" "CAfile = $work/authority.pem" \
         'verifyChain = yes' 'checkHost = node1' ${1:+"cert = $work/$1.pem" "key = $work/$1.key"}
@@ -227,7 +230,7 @@ refuses_clients_without_tls() {
     serves_nothing "$tls_port" && await "$work/server_node1" 'wrong version number' $$
 }
 
-# The port of the server's end changes, so this check is the last one.
+# This check changes `tls_port`, so it must be the last check of stunnel.
 refuses_another_server() {
     start_tls_server node2 && start_tls_client console1 && serves_nothing "$port" &&
         await "$work/client_console1" 'certificate verify failed' $$

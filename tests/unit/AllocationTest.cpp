@@ -25,7 +25,7 @@ thread_local bool disturbing = false;
 
 } // namespace
 
-// The library is written in C++ only, so all of its allocations use these operators.
+// The library itself allocates memory only with operator new, so these replacements count all of its allocations.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     ++allocations;
     if (disturbing) {

@@ -223,7 +223,9 @@ TEST_F(ArgumentParsers, DescribeTheirCommands) {
     EXPECT_TRUE(m_parser.describe().commands[2].options[0].takesMultipleValues);
 }
 
-/** A fixture for a parser of one command line, with two commands. Each of them has all kinds of options. */
+/**
+ * A fixture for a parser of one command line, with two commands. Each command has every kind of option and argument.
+ */
 class ParsersOfOneCommandLine : public testing::Test {
 protected:
     ParseResult parse(std::vector<const char*> words) {

@@ -38,7 +38,10 @@ std::unique_ptr<Backend> makeDevice(std::unique_ptr<IMutex> mutex) {
     }
 }
 
-/** Records a frame for the FPGA, and answers it with success and the value 0x00010203. Returns the frame size. */
+/**
+ * Appends an FPGA frame to the event log. Stores a reply with the status 0x80, success, and the value 0x00010203.
+ * Returns the size of the frame in bytes.
+ */
 int answerFrame(EventLog& log, const spi_ioc_transfer& transfer) {
     const auto* const frame = reinterpret_cast<const std::uint8_t*>(transfer.tx_buf);
     auto* const reply = reinterpret_cast<std::uint8_t*>(transfer.rx_buf);
@@ -57,8 +60,8 @@ protected:
 
     static constexpr bool isMapped = std::is_base_of_v<Mmap<Register>, Backend>;
     /**
-     * Whether the device has neither a descriptor nor ioctl requests, and performs bursts and masked writes with single
-     * operations.
+     * Whether the backend is FpgaSpi32. Its device has no native handle, its ioctl() fails, and its bursts and masked
+     * writes consist of single operations.
      */
     static constexpr bool isFpga = std::is_same_v<Backend, FpgaSpi32>;
     static constexpr bool hasInterrupts =

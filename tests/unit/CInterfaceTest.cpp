@@ -47,7 +47,9 @@ void withAllCFunctions(Body body) {
     });
 }
 
-/** Returns the entry trace of the operation on the channel Rynvel.Lseek. */
+/**
+ * Returns the entry trace of the operation on the channel Rynvel.Lseek; "not one entry" if there is not exactly one.
+ */
 template <typename Operation>
 std::string entryOf(Operation operation) {
     const TraceRecorder recorder(6, "Rynvel.Lseek");

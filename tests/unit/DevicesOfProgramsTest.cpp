@@ -240,7 +240,7 @@ TEST_F(PreopenedFiles, ReturnEachDescriptorOnce) {
     }
 }
 
-// A fortified library calls the first two functions.
+// A library that is built with _FORTIFY_SOURCE calls __open_2() and __open64_2() instead of open() and open64().
 TEST_F(PreopenedFiles, GivesAFileToEveryFunctionOfTheCLibrary) {
     Common::PreopenedFiles preopened;
     constexpr std::array<int (*)(const char*, int), 2> functions{__open_2, __open64_2};
@@ -536,7 +536,7 @@ TEST(BusErrorGuardDeathTest, LeavesFaultsOutsideItsAccessesToTheEarlierHandler) 
 
 struct sigaction actionOfGuard;
 
-/** Restores the action of the guard, as a handler does that was set after install(). */
+/** Restores the action of the guard, as a handler that was set after install() may do. */
 void restoreActionOfGuard(int /*signal*/) { sigaction(SIGBUS, &actionOfGuard, nullptr); }
 
 void failWithAHandlerThatRestoresTheGuard() {

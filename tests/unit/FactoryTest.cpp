@@ -138,7 +138,10 @@ TEST(Factory, BuildsTheDevicesOfARowThatTheProgramWrote) {
     }
 }
 
-/** A row of the device table of the tests, with the class of the device and the calls of its construction. */
+/**
+ * A row of the device table of the tests, with the class of its device and the calls that constructing the device
+ * makes.
+ */
 struct Backend {
     const char* name;
     int width;
@@ -355,7 +358,9 @@ TEST(Factory, ReturnsNullForAHandleThatWasNotOpened) {
     EXPECT_EQ(factory().getBackend32(2), nullptr);
 }
 
-/** Expects every accessor to end the process on a wrong handle. The message names the accessor and the assertion. */
+/**
+ * Expects every accessor to end the process if the handle is wrong. The message names the accessor and the assertion.
+ */
 void expectEndOn(int handle, int extreme, const std::string& assertion) {
     const auto message = [&](const std::string& width) {
         return "cppsrc/RynvelFactory:[0-9]+: Rynvel::" + (width.empty() ? "IDevice" : "Device" + width) +

@@ -29,7 +29,9 @@ using namespace RynvelTest;
 constexpr auto path = "/dev/spidev7.1";
 constexpr std::size_t frameSize = 11;
 
-/** An FPGA on the spidev device of the scripted operating system. It records each transaction as "spi FRAME". */
+/**
+ * An FPGA on the spidev device of the scripted operating system. The object records each transaction as "spi FRAME".
+ */
 class ScriptedFpga {
 public:
     explicit ScriptedFpga(ScriptedOs& os) : m_log(os.log()) {
@@ -301,7 +303,7 @@ TEST_F(FpgaSpi32Test, EndsABurstWriteAtTheWordThatFails) {
     EXPECT_EQ(m_fpga.registers, (std::map<std::uint32_t, std::uint32_t>{{0x1000, 1}, {0x1004, 2}}));
 }
 
-/** An FPGA that counts its single operations. Bursts and masked writes call them as virtual functions. */
+/** An FPGA that counts its single operations. Bursts and masked writes call these virtual functions. */
 class CountingFpga : public FpgaSpi32 {
 public:
     using FpgaSpi32::FpgaSpi32;

@@ -39,7 +39,9 @@ protected:
     void store(std::size_t address, T value) { m_os.store(address, value); }
     T stored(std::size_t address) const { return m_os.stored<T>(address); }
 
-    /** Returns whether the device reports a complete burst as successful. Only 8-bit bursts and empty bursts are. */
+    /**
+     * Returns whether the device reports a complete burst as successful: only if registers have 8 bits or `items` is 0.
+     */
     static bool reportedComplete(unsigned int items) { return sizeof(T) == 1 || items == 0; }
 
     static std::string readCall() { return std::string("read(7, ") + Width<T>::bytes + ")"; }
@@ -251,7 +253,8 @@ TYPED_TEST(LseekTest, EndsANetworkBurstAtTheFirstFailedItem) {
 
 TYPED_TEST(LseekTest, AddsUpTheBytesBeforeAFailedItemOfANetworkBurst) {
     constexpr unsigned int bytes = 2 * sizeof(TypeParam);
-    // If the two good items have as many bytes as the burst has items, the burst succeeds in spite of the failed item.
+    // The device compares the number of transferred bytes with the number of items. If they are equal, the burst
+    // succeeds although the third item has failed.
     constexpr unsigned int items = std::max(bytes, 3U);
     TypeParam values[items] = {};
     this->m_os.script(Call::Read, {asUsual, asUsual, failing(EIO)});

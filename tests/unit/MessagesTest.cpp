@@ -129,7 +129,7 @@ std::uint32_t renderedValues(const std::string& text) {
         std::count(text.begin() + static_cast<std::ptrdiff_t>(list) + 1, text.end(), ','));
 }
 
-/** Records of random bytes. Most of them have few values, because printing many values takes time. */
+/** Records of random bytes. Most records have few values, because printing many values takes time. */
 class RandomRecords {
 public:
     RandomRecords(std::size_t size, std::size_t length) : m_length(length), m_record(size) {

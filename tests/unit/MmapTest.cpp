@@ -200,7 +200,7 @@ TYPED_TEST(MmapTest, MapsNothingOfSizeZeroButKeepsTheFile) {
     EXPECT_EQ(this->m_os.log(), (EventLog{"ioctl(7, 0x1, 0x2)", "close(7)", "mutex destroyed"}));
 }
 
-/** A trace sink on standard error. Its stdio calls do not reach the scripted operating system. */
+/** A trace sink that prints to standard error with stdio, which does not call the scripted write(). */
 class PrintingSink : public ZilTraceControl::Sink {
 public:
     void write(const ZilTraceControl::Record& record) override {

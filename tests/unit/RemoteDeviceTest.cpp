@@ -34,7 +34,7 @@ using Rynvel::ByteOrder;
 using Cause = ExchangeError::Cause;
 using std::chrono::milliseconds;
 
-/** A time-out that no correct test reaches. It is shorter than the time-out of the test program. */
+/** A time-out that does not expire in a test that passes. It is shorter than the time-out of the test program. */
 constexpr milliseconds longTime(60'000);
 /** The time-out of a test that expects nothing to arrive. */
 constexpr milliseconds shortTime(20);
@@ -387,7 +387,7 @@ TEST(RecordConnections, ReportThatTheirServerHasResetThem) {
     ::close(server);
     try {
         connection.open("remote", Deadline(longTime));
-        ADD_FAILURE() << "opened";
+        ADD_FAILURE() << "the device was opened";
     } catch (const ExchangeError& error) {
         EXPECT_EQ(error.cause(), Cause::Unreachable);
         EXPECT_STREQ(error.what(), "the connection was closed");
@@ -456,7 +456,7 @@ TEST(RecordConnections, TimeOutWhenNoServerAcceptsThem) {
     const auto begin = std::chrono::steady_clock::now();
     try {
         RecordConnection({"127.0.0.1", listener.port()}, Deadline(shortTime));
-        ADD_FAILURE() << "connected";
+        ADD_FAILURE() << "the connection was established";
     } catch (const ExchangeError& error) {
         EXPECT_EQ(error.cause(), Cause::TimedOut) << error.what();
     }

@@ -99,7 +99,7 @@ protected:
         return reading;
     }
 
-    /** Expects the operation to succeed if the server answers Success. Expects it to fail in all other cases. */
+    /** Expects the operation to succeed if the server answers Success, and to fail in all other cases. */
     template <typename Operation>
     void expectTheResultOfTheServer(Operation operation) {
         Response odd;
@@ -637,7 +637,7 @@ TYPED_TEST(ScriptedRemote, ConnectsTwiceToTheServerThatTheAddressNamesAtTheLower
         {"server::abc", "8888", {invalid, invalid}},
         {"server::70000", "4464", {}},
         {"server::-1", "65535", {}}};
-    // The scripted operating system takes all answers from this memory.
+    // The scripted operating system reads every answer from this memory, so the memory must have room for all answers.
     this->m_os.memory.resize(16384);
     for (const auto& [address, port, lines] : places) {
         this->m_os.log().clear();

@@ -16,7 +16,7 @@
 #include "FailsAtItsEnd.h"
 
 extern "C" {
-// The headers of the C library call these functions, but do not declare these names.
+// The headers of the C library declare these functions only in builds with _FORTIFY_SOURCE or 64-bit times.
 int __open_2(const char* path, int flags);
 int __open64_2(const char* path, int flags);
 ssize_t __read_chk(int fd, void* buffer, size_t count, size_t room);

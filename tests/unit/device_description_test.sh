@@ -67,9 +67,9 @@ refuses 'a /dev/a;b 0 Lseek8\n' " error: ';', '[' and ']' are not allowed"
 refuses '# nothing\n' ' error: no device rows (write one row NAME PATH PARAMETER TYPE for each device)'
 
 "$cmake" -DDESCRIPTION="$folder/none" -DOUTPUT="$rows" -P "$root/cmake/GenerateDeviceRows.cmake" >"$folder/out" 2>&1 &&
-    fail 'accepted a file that is not there'
+    fail 'accepted a missing file'
 grep -qxF "$folder/none: error: no such file (set RYNVEL_DEVICES to a device description file)" "$folder/out" ||
-    fail 'did not say that there is no file'
+    fail 'did not report the missing file'
 
 # Compiles a description to the udev rules and to the device list of the unit. The arguments are the description, the
 # expected rules between the first and the last line, and the expected lines of the unit, both without comments.

@@ -64,7 +64,7 @@ TEST_F(Channel, ChecksTheLevelWithoutAllocation) {
     const std::size_t atFirst = allocationCount();
     const auto seen = std::make_unique<int>(1);
     const std::size_t before = allocationCount();
-    ASSERT_EQ(before, atFirst + 1) << "the count must see allocations";
+    ASSERT_EQ(before, atFirst + 1) << "allocationCount() must count allocations";
     bool any = false;
     for (ZilTraceLevel level = 4; level < 100; ++level) {
         any = any || m_channel.isEnabled(level);

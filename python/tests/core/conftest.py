@@ -21,7 +21,7 @@ if "fake_driver" not in os.environ.get("LD_PRELOAD", ""):
 
 @pytest.fixture(autouse=True)
 def folder(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> Path:
-    """The working folder, with registers that contain 0, 1, 2 and so on in each byte."""
+    """The working folder. The bytes of the device files are 0 to 255, repeated; all bytes of burst_map are 0."""
     monkeypatch.chdir(tmp_path)
     contents = bytes(range(256)) * 16
     for name in ("registers8", "registers16", "registers32", "map"):
@@ -32,7 +32,7 @@ def folder(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> Path:
 
 @pytest.fixture
 def files(folder: Path) -> Path:
-    """The working folder, with registers that contain 0."""
+    """The working folder, with device files whose registers are 0."""
     make_files(folder)
     return folder
 
@@ -48,7 +48,7 @@ class Driver:
         self._end.send(struct.pack("=I", count))
 
     def controls(self) -> list[int]:
-        """Returns what the program has written so far: 1 to enable the interrupt, 0 to disable it."""
+        """Returns what the program has written since the last call: 1 enables the interrupt, 0 disables it."""
         written = []
         while True:
             try:
@@ -91,7 +91,7 @@ def server() -> Iterator[str]:
 
 
 def run_program(text: str) -> subprocess.CompletedProcess[str]:
-    """Runs a Python program in the working folder, and returns its outcome."""
+    """Runs a Python program in the working folder, and returns its exit status and outputs."""
     driver = os.environ.get("RYNVEL_FAKE_DRIVER")
     return subprocess.run(
         [sys.executable, "-X", "faulthandler", "-c", text],
@@ -103,5 +103,5 @@ def run_program(text: str) -> subprocess.CompletedProcess[str]:
 
 
 def calls(*functions: Callable[[], object]) -> tuple[Callable[[], object], ...]:
-    """Returns functions of any result type as a sequence of one type."""
+    """Returns the functions as a tuple of one type, whatever the types of their results are."""
     return functions

@@ -1,9 +1,9 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * A UIO driver for the tests, to preload. Opening the file uio_link gives the socket whose number is in the environment
- * variable RYNVEL_FAKE_DRIVER. A test holds the other end of the socket, so it sees what the package writes to the
- * device, and what it writes there arrives as an interrupt. The folder of the variable RYNVEL_FAKE_SYSFS stands for
- * /sys/class/uio. The map of the device is memory.
+ * A UIO driver for the tests. Load this library with LD_PRELOAD. Opening the file uio_link returns a copy of the socket
+ * whose descriptor is in the environment variable RYNVEL_FAKE_DRIVER. A test has the other end of the socket, where the
+ * test receives what the package writes to the device, and sends interrupts. The folder in the variable
+ * RYNVEL_FAKE_SYSFS replaces /sys/class/uio. A file in memory replaces the registers of the device.
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What the tests of rynvel._core share: the files of the devices, and servers that misbehave."""
+"""Device files and a register server for the tests of rynvel._core."""
 
 from __future__ import annotations
 
@@ -47,12 +47,12 @@ def descriptors() -> int:
 def wait_until(condition: Callable[[], bool]) -> None:
     end = time.monotonic() + DEADLINE
     while not condition():
-        assert time.monotonic() < end, "the condition does not become true"
+        assert time.monotonic() < end, "the condition has not become true in time"
         time.sleep(0.001)
 
 
 def run_python(script: str, *arguments: str, seconds: float = 4 * DEADLINE) -> subprocess.CompletedProcess[str]:
-    """Runs a program in a new interpreter, which has the same package."""
+    """Runs a program in a new interpreter with the same module search path."""
     return subprocess.run(
         [sys.executable, "-X", "faulthandler", "-W", "error::ResourceWarning", "-c", textwrap.dedent(script), *arguments],
         capture_output=True,
@@ -95,9 +95,9 @@ Answer = Callable[["ScriptedServer", Request, socket.socket], "bytes | None"]
 class ScriptedServer:
     """A register server whose answers a test determines.
 
-    `answer` returns the answer to a request; None to end the connection. It may also write to the connection itself.
-    Without it, the server has registers in memory, which it answers from `normal_answer`. With `path`, the server
-    listens on this Unix socket.
+    `answer` returns the answer to a request, or None to end the connection. The function may also write to the
+    connection itself. Without `answer`, the server answers with `normal_answer`, from registers in memory. With
+    `path`, the server listens on a local socket with this path; otherwise, on a TCP port that the system chooses.
     """
 
     def __init__(self, answer: Answer | None = None, path: Path | None = None) -> None:
@@ -127,7 +127,7 @@ class ScriptedServer:
         self, kind: type[BaseException] | None, error: BaseException | None, trace: TracebackType | None
     ) -> None:
         self.ended.set()
-        # Wakes accept(), which close() does not.
+        # Ends accept(), which close() does not.
         self._listener.shutdown(socket.SHUT_RDWR)
         self._acceptor.join(DEADLINE)
         self._listener.close()
@@ -153,7 +153,7 @@ class ScriptedServer:
             return [request.kind for request in self.requests]
 
     def wait_for(self, kind: int, count: int = 1) -> None:
-        """Waits until the server has received requests of a type."""
+        """Waits until the server has received `count` requests of a type."""
         with self.changed:
             reached = self.changed.wait_for(lambda: self.kinds_locked().count(kind) >= count, DEADLINE)
             assert reached, f"{count} requests of type {kind} have not arrived"
@@ -202,7 +202,7 @@ class ScriptedServer:
                     if len(data) < REQUEST_BYTES or not self._handle(data, connection):
                         return
             except OSError:
-                # The test has dropped the connection, or the client has.
+                # The test or the client has dropped the connection.
                 return
 
     def _handle(self, data: bytes, connection: socket.socket) -> bool:

@@ -25,7 +25,7 @@ from rynvel.testing import SimulatedServer
 
 LOCAL = ["file8", "file16", "file32", "map16", "map32", "spi"]
 REMOTE = ["Lseek8", "Lseek16", "Lseek32", "Uio16", "Uio32", "Tyvon16", "Tyvon32", "FpgaSpi32"]
-# The transfer of an FPGA on SPI needs a driver, which a file does not replace.
+# The transfer of an FPGA on SPI needs a driver, which a file cannot replace.
 USABLE = [name for name in LOCAL if name != "spi"]
 
 
@@ -103,7 +103,7 @@ def test_network_order_reverses_the_bytes_of_each_register(device: rynvel.Device
     assert block.format == {1: "B", 2: ">H", 4: ">I"}[bytes_each]
     numbers = numpy.asarray(block)
     assert numbers.tolist() == values
-    # There is no copy.
+    # The array shares the memory of the block.
     numbers[0] = 5
     assert bytes(block)[:bytes_each] == (5).to_bytes(bytes_each, "big")
     host = bytearray(len(data))
@@ -205,7 +205,7 @@ def test_numbers_outside_of_all_bounds_are_errors(device: rynvel.Device, number:
             call()
         texts.append(str(outside.value))
     assert all(text.startswith(f"{device.name}: ") and len(text) < 200 and "4300" not in text for text in texts)
-    # The device is as usable as before.
+    # The errors leave the device usable.
     assert device.read(0) == 0
 
 
@@ -272,7 +272,8 @@ def test_arguments_that_do_not_match_are_type_errors(device: rynvel.Device) -> N
             untyped.read_into(0, bytearray(4), byteorder=order)
 
 
-# mypy --strict reports a comment here that is not needed, so it also tests which types the stubs accept.
+# mypy --strict reports every ignore comment that is not needed, so these comments also test which types the stubs
+# refuse.
 def test_objects_without_a_buffer_are_errors_for_type_checkers_too(device: rynvel.Device) -> None:
     with pytest.raises(TypeError):
         device.read_into(0, "text")  # type: ignore[arg-type]
@@ -317,15 +318,15 @@ def test_buffers_that_do_not_match_are_errors(device: rynvel.Device) -> None:
     wrong += [numpy.zeros(8, dtype=f"u{size}") for size in (2, 4, 8) if size != bytes_each]
     wrong += [numpy.zeros(8, dtype=bool), (ctypes.c_wchar * 8)(), numpy.zeros(8, dtype="U1")]
     wrong += [numpy.zeros(8, dtype=[("field", f"u{bytes_each}")]), array.array("u", "texts")]
+    growing = bytearray(bytes_each + 1)
     if bytes_each > 1:
-        wrong += [bytearray(bytes_each + 1)]
+        wrong += [growing]
     for buffer in wrong:
         with pytest.raises(rynvel.WidthError):
             device.read_into(0, buffer)
         with pytest.raises(rynvel.WidthError):
             device.write_from(0, buffer)
-    # After the errors, the buffers are no longer exported.
-    growing = bytearray(bytes_each + 1) if bytes_each > 1 else bytearray(1)
+    # This would be a BufferError if the package still held the buffer.
     growing.extend(b"more")
 
 
@@ -438,7 +439,7 @@ def test_a_real_server_has_the_same_registers() -> None:
             device.write_from(0, network, byteorder="network")
             assert device.read(4) == values[1]
             assert bytes(device.read_block(0, 300, byteorder="network")) == network
-            # Only the server has the size of the device.
+            # The package cannot check the address, because only the server has the size of the device.
             with pytest.raises(rynvel.RefusedError):
                 device.read(4096)
 

@@ -74,7 +74,7 @@ def test_a_forked_child_does_not_disturb_the_devices_of_its_parent(files: Path, 
 
     with ScriptedServer(answer) as server:
         assert run_successfully(FORKED.format(end=end), server.address) == "enabled 8\n"
-        # The child has sent nothing.
+        # The child process has sent nothing.
         assert server.kinds() == [OPEN, OPEN, WAIT, ENABLE, READ32, DISABLE]
 
 
@@ -127,9 +127,9 @@ ENDS = {
 }
 STATUS = {"exception": 3}
 
-# At the end of the interpreter, the slow finalizer lets a daemon thread wait for the GIL, which the thread never gets.
-# Then another finalizer uses what that thread keeps. The thread must not use a global name of the program: otherwise,
-# the interpreter runs no finalizers.
+# While the slow finalizer sleeps at the end of the interpreter, a daemon thread waits for the GIL, which it never
+# receives. Then another finalizer uses the object that the thread is using. The thread must not use a global name of
+# the program: otherwise, the interpreter runs no finalizers.
 SLOW_ENDS = {
     "generator with interrupts": "generator = use(); start(next(generator).wait)",
     "finalizer that closes a device during a wait": "closing = Closing(devices[2]); start(irq.wait)",
@@ -263,7 +263,7 @@ LEAKS = """
         for _ in range(count):
             work()
         gc.collect()
-        assert descriptors() == files, "descriptors"
+        assert descriptors() == files, "descriptors leak"
         assert resident() - memory < 1 << 20, resident() - memory
 
     measure(open_and_close, int(sys.argv[2]))

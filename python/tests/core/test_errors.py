@@ -298,7 +298,7 @@ def test_bus_errors_of_several_threads_are_exceptions(files: Path) -> None:
     assert sorted(caught) == sorted(expected)
 
 
-# What a program does, or code that it imports, before it reads a register that causes a bus error.
+# The actions of a program before it reads a register that causes a bus error.
 BEFORE_A_BUS_ERROR = {
     "handler after opening": "replace()",
     "handler after many accesses": "access(300); replace(); access(256)",
@@ -401,7 +401,7 @@ def test_a_closed_device_stays_closed(files: Path) -> None:
             ):
                 with pytest.raises(rynvel.ClosedError, match=f"{device.name}: the device is closed"):
                     call()
-            # The properties stay.
+            # The properties of a closed device remain readable.
             assert device.width in (8, 32) and device.kind
 
 
@@ -523,7 +523,7 @@ def test_no_warning_is_given_for_closed_devices(files: Path) -> None:
 
 
 def test_help_describes_every_function() -> None:
-    # help() lists all exceptions before the functions.
+    # help() lists all exceptions before the functions, so the docstring of the package must name the functions.
     assert {"open()", "devices()", "trace()"} <= set(str(rynvel.__doc__).split())
     for name in rynvel.__all__:
         assert inspect.getdoc(getattr(rynvel, name)), name

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Interrupts of a UIO device: what its driver sees."""
+"""Interrupts of a UIO device, and what the package writes to the driver of the device."""
 
 from __future__ import annotations
 
@@ -31,7 +31,7 @@ def test_one_interrupt_arrives_once_and_the_next_wait_enables_again(driver: Driv
         before = time.time()
         event = interrupts.wait(10)
         assert event is not None and (event.device, event.word) == ("uio", 7) and event.time >= before
-        # The source of the interrupt is still active: nothing may enable the interrupt until the next wait.
+        # The source of the interrupt is still active, so nothing may enable the interrupt until the next wait.
         assert driver.controls() == []
         assert interrupts.wait(0) is None
         assert driver.controls() == [1]

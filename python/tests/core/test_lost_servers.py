@@ -35,7 +35,7 @@ from support import (
 import rynvel
 from rynvel.testing import SimulatedServer
 
-# Time that the machine may add to a time-out.
+# The time in seconds by which a busy machine may exceed a time-out.
 SLACK = 5.0
 
 Operation = Callable[[rynvel.Device], Any]
@@ -52,7 +52,7 @@ each_operation = pytest.mark.parametrize("operation", OPERATIONS.values(), ids=O
 
 
 def after_open(answer: Callable[[ScriptedServer, Request, socket.socket], bytes | None]) -> Any:
-    """Answers Open as usual."""
+    """Returns an answer function that answers Open with success, and all other requests with `answer`."""
 
     def answer_all(server: ScriptedServer, request: Request, connection: socket.socket) -> bytes | None:
         return response() if request.kind == OPEN else answer(server, request, connection)
@@ -72,7 +72,7 @@ def test_a_lost_connection_is_an_error(operation: Operation) -> None:
         # From now on, the server would answer a new connection.
         is_losing = False
         if operation is OPERATIONS["interrupts"]:
-            # Interrupts have a connection of their own.
+            # Interrupts use a separate connection.
             assert device.read(0) == 0
             with device.interrupts():
                 pass
@@ -223,7 +223,7 @@ def test_other_threads_run_during_a_request() -> None:
         thread = threading.Thread(target=device.read, args=(0,))
         thread.start()
         server.wait_for(READ32)
-        # This thread would not run if the other one held the GIL.
+        # This thread would not run if the other thread held the GIL.
         released.set()
         thread.join(DEADLINE)
         assert not thread.is_alive()
@@ -248,12 +248,12 @@ def test_a_device_can_be_closed_during_a_request() -> None:
 
 
 class Alarm:
-    """Interrupts the main thread when a server has received a request."""
+    """Sends SIGINT to the main thread when a server has received `count` requests of a type."""
 
     def __init__(self, server: ScriptedServer, kind: int, count: int = 1) -> None:
         self._thread = threading.Thread(target=self._run, args=(server, kind, count))
         self.requests = 0
-        """The number of requests that the server had received before the interruption."""
+        """The number of requests that the server had received before the signal."""
 
     def _run(self, server: ScriptedServer, kind: int, count: int) -> None:
         server.wait_for(kind, count)
@@ -278,7 +278,7 @@ def test_ctrl_c_ends_a_request(operation: Operation) -> None:
         with pytest.raises(KeyboardInterrupt), Alarm(server, kind):
             operation(device)
         if kind != WAIT:
-            # A late answer could otherwise be taken for another one.
+            # Otherwise, the device could read a late answer as the answer to the next request.
             with pytest.raises(rynvel.ConnectionLostError):
                 device.read(0)
 
@@ -339,7 +339,7 @@ def test_a_signal_handler_without_exception_does_not_end_a_request() -> None:
 )
 def test_ctrl_c_ends_a_long_burst_of_a_local_device(files: Path, name: str, file: str, size: int) -> None:
     (files / file).touch()
-    # The rest of the file and of the buffer takes no memory until the burst reaches it.
+    # The file and the buffer are sparse, so only the part that the burst has reached takes memory.
     with (files / file).open("r+b") as registers:
         registers.write(b"\1")
         registers.seek(size - 1)

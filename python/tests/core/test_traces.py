@@ -95,7 +95,7 @@ def test_lost_traces_are_counted(files: Path) -> None:
     with rynvel.trace(channel, 7, records.append):
         traced_reads(1)
     assert len(delivered) + lost >= 30000
-    # All traces are either delivered or counted.
+    # Each trace is either delivered or counted as lost.
     assert (len(delivered) + lost) % 30000 < 10 * len(records)
 
 
@@ -205,7 +205,7 @@ def test_no_exception_of_a_sink_ends_the_delivery(
         wait_until(lambda: len(records) > 1)
         count = len(records)
         traced_reads(5)
-        # The thread delivers, not the end of the block.
+        # The thread of the package delivers these traces, because the block has not ended yet.
         wait_until(lambda: len(records) >= count + 5)
     assert capsys.readouterr().err.count(type(exception).__name__) == 1
 
@@ -257,7 +257,8 @@ def test_an_interrupted_stop_ends_the_subscription(files: Path, exception: type[
     others: list[rynvel.TraceRecord] = []
 
     def sink(record: rynvel.TraceRecord) -> None:
-        # The thread of the package waits here, so the end of the block delivers the remaining traces.
+        # The main thread holds the lock of the delivery, so the end of the subscription delivers the traces in this
+        # thread.
         if threading.current_thread() is main:
             raise exception
         records.append(record)
@@ -268,7 +269,7 @@ def test_an_interrupted_stop_ends_the_subscription(files: Path, exception: type[
                 traced_reads(10)
                 subscription.stop()
         assert "stopped" in repr(subscription) and not records
-        # The other subscription gets all traces.
+        # The other subscription receives all traces.
         wait_until(lambda: len(others) >= 10)
     subscription.stop()
     with pytest.raises(exception), rynvel.trace(channel, 7, sink) as subscription:
@@ -281,7 +282,7 @@ def test_an_interrupted_stop_ends_the_subscription(files: Path, exception: type[
 
 
 def interrupt_when_blocked(function: str) -> None:
-    """Interrupts the main thread when it waits in a function."""
+    """Sends SIGINT to the main thread when the main thread waits in a function."""
     main = threading.main_thread().ident or 0
 
     def position() -> tuple[str, int]:
@@ -433,7 +434,7 @@ device.close()
 """
     for _ in range(3):
         result = run_python(script)
-        # A trace that begins before the end of the subscription may reach the configured sink after it.
+        # A trace that begins before the subscription ends may reach the configured sink afterwards.
         assert result.returncode == 0 and ("daemon" in end or result.stderr == ""), result.stderr
         assert "Error" not in result.stderr and "Fatal" not in result.stderr, result.stderr
 

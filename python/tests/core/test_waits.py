@@ -46,7 +46,7 @@ def server() -> Iterator[ScriptedServer]:
 
 @pytest.fixture(params=["tcp", "unix"])
 def any_server(request: pytest.FixtureRequest, tmp_path: Path) -> Iterator[ScriptedServer]:
-    """A server on a socket of each family."""
+    """A server on a TCP port in one run of a test, and on a local socket in another run."""
     with ScriptedServer(path=tmp_path / "socket" if request.param == "unix" else None) as each:
         yield each
 
@@ -71,7 +71,7 @@ def test_interrupts_are_enabled_and_disabled(server: ScriptedServer) -> None:
                 assert server.kinds()[-1] == ENABLE and "enabled" in repr(irq)
                 irq.wait(0)
                 irq.wait(0)
-                # A wait without an interrupt does not enable again.
+                # A wait that follows a wait without an interrupt does not enable the interrupt again.
                 assert server.kinds().count(ENABLE) == server.kinds().count(WAIT)
             assert server.kinds()[-1] == DISABLE and "disabled" in repr(irq)
             with pytest.raises(rynvel.ClosedError):
@@ -158,7 +158,7 @@ def test_a_server_that_refuses_interrupts_is_an_error() -> None:
     with ScriptedServer(answer) as server, server.open() as device:
         with pytest.raises(rynvel.RefusedError), device.interrupts():
             pass
-        # The exception of the block takes precedence over the RefusedError, because it names the cause.
+        # The exception of the block takes precedence over the RefusedError, so that the first problem is reported.
         with pytest.raises(ZeroDivisionError), device.interrupts():
             raise ZeroDivisionError
 
@@ -186,7 +186,7 @@ def test_time_outs_are_kept_to_a_tenth_of_a_second(any_server: ScriptedServer) -
             start = time.monotonic()
             assert irq.wait(0.05) is None
             late.append(time.monotonic() - start - 0.05)
-    # The machine may delay some of them.
+    # A busy machine may delay some of the waits.
     assert statistics.median(late) < 0.1
 
 
@@ -263,7 +263,7 @@ def test_ctrl_c_ends_a_wait(server: ScriptedServer) -> None:
 
 
 def wait_again_if_in_use(irq: rynvel.Interrupts) -> object:
-    """Waits although wait_until_in_use() of another thread tries to do so."""
+    """Waits for an interrupt. Tries again while wait_until_in_use() waits in another thread."""
     while True:
         try:
             return irq.wait()
@@ -327,7 +327,7 @@ def test_ctrl_c_ends_closing_that_waits_for_another_thread() -> None:
         server.wait_for(ENABLE, 2)
 
         def interrupt() -> None:
-            # close() waits for the other thread without the GIL.
+            # close() releases the GIL while it waits for the other thread.
             wait_until(lambda: device.closed)
             signal.pthread_kill(threading.main_thread().ident or 0, signal.SIGINT)
 
@@ -340,7 +340,7 @@ def test_ctrl_c_ends_closing_that_waits_for_another_thread() -> None:
         released.set()
         thread.join(DEADLINE)
         assert [type(each) for each in results] == [rynvel.ClosedError]
-        # Another call completes what the first one has begun.
+        # Another call of close() completes what the interrupted call has begun.
         assert server.kinds().count(DISABLE) == 0
         device.close()
         assert server.kinds().count(DISABLE) == 1
@@ -364,7 +364,7 @@ def test_the_descriptor_can_be_polled(any_server: ScriptedServer) -> None:
     with any_server.open() as device, device.interrupts() as irq:
         assert select.select([irq], [], [], 0) == ([], [], [])
         any_server.raise_interrupt(word(6)[:2])
-        # A part of a record makes the descriptor readable, but the wait finds no interrupt, and takes the part.
+        # A part of a record makes the descriptor readable. The wait receives this part, but returns no interrupt.
         assert select.select([irq], [], [], DEADLINE) == ([irq], [], [])
         assert irq.wait(0) is None
         assert select.select([irq], [], [], 0) == ([], [], [])
@@ -449,7 +449,7 @@ def test_a_second_task_gets_an_error_and_does_not_disturb_the_first(server: Scri
 
 
 class CountingLoop(asyncio.SelectorEventLoop):
-    """Counts the descriptors that the loop watches."""
+    """An event loop that counts the descriptors that it watches."""
 
     readers = 0
 
@@ -481,7 +481,7 @@ def test_a_canceled_task_leaves_no_reader(server: ScriptedServer) -> None:
             with pytest.raises(asyncio.TimeoutError):
                 await asyncio.wait_for(anext(events), 0.05)
             assert loop.readers == 0
-            # The device can be used again.
+            # The device remains usable.
             async with device.events() as events:
                 waiting = asyncio.ensure_future(anext(events))
                 await asyncio.sleep(0)
@@ -515,7 +515,7 @@ def test_an_exception_has_precedence_over_a_failure_to_disable() -> None:
                     server.raise_interrupt(word(1))
                     await raising
                     raise ZeroDivisionError
-            # Without an exception, the failure is one.
+            # If the block raises no exception, the refusal to disable the interrupt does.
             with pytest.raises(rynvel.RefusedError):
                 async with device.events() as events:
                     server.armed.clear()
@@ -537,7 +537,7 @@ def test_the_end_of_a_wait_leaves_the_readers_of_other_files(server: ScriptedSer
         await asyncio.sleep(0)
         used = set(os.listdir("/proc/self/fd"))
         device.close()
-        # The system gives the smallest free numbers, which are those of the device.
+        # The system assigns the lowest free descriptors, which include those that the device has closed.
         pairs = [socket.socketpair() for _ in range(4)]
         ends = {end.fileno(): end for pair in pairs for end in pair}
         assert used & {str(number) for number in ends}

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Runs the session of docs/python.md in the order of the page, and compares its results."""
+"""Runs the session of docs/python.md in the order of the page, and compares the results with those on the page."""
 
 from __future__ import annotations
 
@@ -32,7 +32,7 @@ def blocks_of(text: str) -> list[Block]:
 
 
 class Session:
-    """Runs blocks one after the other, with common variables."""
+    """Runs the blocks of the page one after the other, with common variables."""
 
     def __init__(self) -> None:
         self.variables: dict[str, Any] = {"__name__": "session"}
@@ -54,7 +54,7 @@ class Session:
         self.examples += len(test.examples)
         report: list[str] = []
         runner = doctest.DocTestRunner(optionflags=doctest.ELLIPSIS)
-        # The runner works on a copy of the variables unless it may change them.
+        # The test has a copy of the variables. By default, the runner clears this copy after the run.
         runner.run(test, out=report.append, clear_globs=False)
         self.variables.update(test.globs)
         assert not report, "".join(report)
@@ -62,7 +62,7 @@ class Session:
 
 @pytest.fixture
 def folder(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> Iterator[Path]:
-    """A working folder like that of the project."""
+    """A working folder that contains the folder `board` of the project."""
     (tmp_path / "board").symlink_to(PROJECT / "board")
     monkeypatch.delenv("RYNVEL_MAPS", raising=False)
     with contextlib.chdir(tmp_path):

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The installation with CMake, as a distribution makes it."""
+"""The installation with CMake, as a distribution performs it."""
 
 from __future__ import annotations
 

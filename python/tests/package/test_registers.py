@@ -26,7 +26,7 @@ HUGE = 10**5000
 
 
 def short(value: object) -> str:
-    """Returns the name of a parameter; pytest cannot name a huge integer by itself."""
+    """Returns the name of a parameter, because pytest cannot convert a huge integer to text."""
     return f"{value.bit_length()}-bits" if isinstance(value, int) else ascii(value)[:20]
 
 
@@ -43,20 +43,20 @@ def server(map_file: Path) -> Iterator[SimulatedServer]:
 
 @pytest.fixture
 def device(map_file: Path) -> Iterator[rynvel.Device]:
-    # A server of its own, so that each test begins with the reset values.
+    # Each test has its own server, so that the registers have their reset values.
     with SimulatedServer(maps=map_file) as server, server.open("traf.top") as device:
         yield device
 
 
 @pytest.fixture(scope="module")
 def shared(server: SimulatedServer) -> Iterator[rynvel.Device]:
-    """A device of tests that do not change registers, or do not depend on their values."""
+    """A device for tests that do not change registers, or do not depend on their values."""
     with server.open("traf.top") as device:
         yield device
 
 
 def each(*accesses: Callable[[], object]) -> tuple[Callable[[], object], ...]:
-    """Gives the functions a type, which mypy does not find for those in a tuple."""
+    """Returns the functions with a type, because mypy does not infer the type of functions in a tuple."""
     return accesses
 
 
@@ -359,7 +359,7 @@ def test_registers_that_the_device_cannot_access(shared: rynvel.Device) -> None:
     message = refusal(rynvel.NotAllowedError, shared.regs.WIDE.read)
     assert message == "traf.top: register WIDE has 64 bits (the device has 32-bit registers)"
     assert "is not a multiple of 4" in refusal(rynvel.NotAllowedError, setattr, shared.regs, "UNALIGNED", 1)
-    # The server gives no reason.
+    # The response of the server does not contain a reason.
     refusal(rynvel.RefusedError, shared.regs.OUTSIDE.read)
 
 
@@ -394,7 +394,7 @@ def test_a_device_has_no_further_attributes(shared: rynvel.Device) -> None:
 
 
 def test_completion_offers_names_and_reads_nothing(map_file: Path) -> None:
-    # The server refuses every read after this one, so a completion that reads fails.
+    # The server closes the connection at the request after Open, so a completion that reads a register fails.
     with SimulatedServer(maps=map_file, faults=["disconnect:2"]) as server, server.open("traf.top") as device:
         regs = device.regs
         assert {"CTRL", "DATA", "CHANNEL", "CLOCK", "IRQ", "register"} <= set(dir(regs))
@@ -538,7 +538,7 @@ class TestMaps:
         with server.open("traf.top", map=folder) as device:
             assert device.regs.größe.read() == 0x1234
             assert os.fsencode(device.regs.map_file) == folder + b"/m.svd"
-            # Python would look for "fi".
+            # Python normalizes this attribute name to "fi", so the attribute would not find the register.
             assert "ﬁ" not in dir(device.regs)
             assert device.regs["ﬁ"].info.address == 4
 

@@ -38,7 +38,7 @@ def wait_until_ended(process: int) -> None:
 
 
 def server_of(supervisor: int) -> int:
-    """Returns the process of the server that a supervisor has started."""
+    """Returns the process ID of the server that a supervisor has started."""
     children = Path(f"/proc/{supervisor}/task/{supervisor}/children").read_text(encoding="ascii")
     return int(children.split()[0])
 
@@ -121,7 +121,7 @@ def test_a_slow_server_is_a_time_out() -> None:
             for _ in range(3):
                 device.read(0)
         assert 2.0 <= time.monotonic() - start < DEADLINE
-        # The answer may still come, so the connection is not usable.
+        # The answer may still arrive, so the connection is not usable.
         with pytest.raises(rynvel.ConnectionLostError):
             device.read(0)
 
@@ -214,7 +214,7 @@ def test_nothing_works_before_the_start_and_after_the_end() -> None:
     server.close()
     with pytest.raises(ServerError, match="not running"):
         server.get_register("traf.top", 0)
-    # A server can start again.
+    # A server that was closed can start again.
     with server:
         assert server.get_register("traf.top", 0) == 0
 

@@ -28,7 +28,7 @@ with SimulatedServer(maps=sys.argv[2]) as server, server.open("rtc0") as clock:
 
 def run(*command: str | Path, **variables: str) -> str:
     kept = {name: value for name, value in os.environ.items() if name not in ("PYTHONPATH", "LD_LIBRARY_PATH")}
-    # Any access to an index or a proxy fails.
+    # pip uses no package index, and its proxy does not exist, so every access to the network fails.
     offline = {"PIP_NO_INDEX": "1", "PIP_DISABLE_PIP_VERSION_CHECK": "1", "http_proxy": "http://127.0.0.1:1"}
     result = subprocess.run(
         [str(word) for word in command],
@@ -45,7 +45,7 @@ def run(*command: str | Path, **variables: str) -> str:
 @pytest.mark.slow
 def test_a_wheel_is_built_and_used_outside_of_the_tree(tmp_path: Path) -> None:
     pip = (sys.executable, "-m", "pip")
-    # Keeps the files of the build out of the source tree.
+    # The build must not write to the source tree.
     places = tmp_path / "places.cfg"
     places.write_text(f"[build]\nbuild_base = {tmp_path}/build\n[egg_info]\negg_base = {tmp_path}\n", encoding="utf-8")
     wheel_options = ("--no-build-isolation", "--no-deps", "--wheel-dir", tmp_path / "dist")

@@ -60,7 +60,7 @@ def test_a_device_file_is_read_and_written() -> None:
         assert (device.read(0x02), device.read(index=1)) == (0xBEEF, 0xBEEF)
 
 
-# On the target, an integer of the processor has 32 bits.
+# On the target, a machine word has 32 bits.
 @pytest.mark.parametrize("address", [0x1000, 0x7FFFFFFC, 0x80000000, 0xFFFFFFFC, 0x100000000, 1 << 63, -4])
 def test_an_address_outside_of_the_map_is_an_error(address: int) -> None:
     with rynvel.open("map32") as device:

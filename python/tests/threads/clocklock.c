@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * Replaces pthread_mutex_clocklock() with pthread_mutex_timedlock(), because the thread sanitizer of GCC 12 sees only
- * the latter. To preload.
+ * Replaces pthread_mutex_clocklock() with pthread_mutex_timedlock(), because the thread sanitizer of GCC 12 intercepts
+ * only the latter. Load this library with LD_PRELOAD.
  */
 #define _GNU_SOURCE
 #include <pthread.h>

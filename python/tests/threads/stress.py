@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Threads that share devices: registers, bursts, interrupts, traces, and devices that come and go.
+"""Threads that share devices: registers, bursts, interrupts, traces, and devices that are opened and closed.
 
 Usage: stress.py SECONDS [ADDRESS_OF_A_SERVER]
 The devices are files in the working folder.
@@ -43,7 +43,7 @@ def trace() -> None:
 
 
 class Replaced:
-    """A device that one thread closes while the others use it."""
+    """A device that one thread closes and opens again while other threads use it."""
 
     def __init__(self, name: str) -> None:
         self._name = name
