@@ -27,7 +27,7 @@ class BuildWithCMake(build_ext):
 
     def run(self) -> None:
         if self.inplace:
-            raise SystemExit("setup.py: the package does not support editable installation (use PYTHONPATH=build/python/python)")
+            raise SystemExit("setup.py: an editable installation is not supported (use PYTHONPATH=build/python/python)")
         build = Path(self.build_temp).resolve() / "cmake"
         options = {
             "CMAKE_BUILD_TYPE": "Release",

@@ -58,14 +58,14 @@ public:
      */
     bool record(const AuditLine& line);
 
-    /** Opens the file of the audit again by its path, after the file was renamed. Reports a failure on standard error. */
+    /** Opens the file of the audit again, after it was renamed. Reports a failure on standard error. */
     void reopen();
 
     /** Returns the number of a new connection, counted from 1. */
     std::uint64_t nextConnection() { return ++m_connections; }
 
 private:
-    /** Returns a line with the next number, the time and the members of `line`. The result is valid until the next call. */
+    /** Returns a line with its number, the time and the members of `line`. The result is valid until the next call. */
     const std::string& finished(const AuditLine& line);
     bool write(const std::string& line);
     bool writeWaiting();
@@ -87,7 +87,10 @@ private:
     std::atomic<bool> m_hasFailed{false};
 };
 
-/** Returns the audit of a server; null if the options select none. @throws std::runtime_error as openAuditSink() does.
+/**
+ * Returns the audit of a server; null if the options select none.
+ *
+ * @throws std::runtime_error as openAuditSink() does.
  */
 std::unique_ptr<Audit> makeAudit(const AuditOptions& options, std::function<void()> stop);
 

@@ -25,7 +25,8 @@ void requireFile(const std::string& path, mode_t mode) {
         failToWrite(path);
     }
     if (!S_ISREG(mode) && !S_ISCHR(mode)) {
-        throw std::runtime_error(path + ": cannot write the audit: not a regular file (give a regular file or 'journal')");
+        throw std::runtime_error(path +
+                                 ": cannot write the audit: not a regular file (give a regular file or 'journal')");
     }
 }
 

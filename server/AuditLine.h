@@ -45,7 +45,7 @@ private:
     void putText(std::string_view text);
     void putName(std::string_view name);
 
-    // std::string would check its capacity for each of the short additions, which would delay the response to a request.
+    // std::string would check its capacity for each of the short additions, which would delay the responses.
     std::vector<char> m_text;
     std::size_t m_size = 0;
 };
@@ -59,7 +59,7 @@ public:
     void append(std::string& text, const timespec& time);
 
 private:
-    /** The text of the latest time up to its decimal point. On a busy server, most times share it with the previous one. */
+    /** The text of the latest time up to its decimal point. On a busy server, successive times usually share it. */
     std::string m_second;
     std::optional<time_t> m_of;
 };

@@ -41,8 +41,8 @@ public:
     bool pause(std::chrono::milliseconds duration) const;
 
     /**
-     * Sets the longest time for which receive() or send() waits for the client; 0 for no limit. After the first bytes of
-     * a record, the rest must arrive within the same time, and within 30 seconds at most.
+     * Sets the longest time for which receive() or send() waits for the client; 0 for no limit. After the first bytes
+     * of a record, the rest must arrive within the same time, and within 30 seconds at most.
      */
     void setIdleTimeout(std::chrono::milliseconds timeout);
 

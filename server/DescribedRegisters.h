@@ -19,8 +19,8 @@ using DescribedRegisters = std::map<std::uint64_t, SimulatedRegister>;
 
 /**
  * Returns the registers of a device with `width` bits for each register, from the description of a peripheral. The byte
- * at the lowest offset contains the lowest bits. A field determines the access and the side effects of its bits. A register
- * determines the access and the side effects of the bits outside its fields.
+ * at the lowest offset contains the lowest bits. A field determines the access and the side effects of its bits. A
+ * register determines the access and the side effects of the bits outside its fields.
  *
  * If several descriptions contain a bit, the first readable description determines how the bit is read, and the first
  * writable description determines how the bit is written. The function ignores a write-only description whose write

@@ -13,7 +13,7 @@ namespace Rynveld {
 
 using AtomicCount = std::atomic<std::uint64_t>;
 
-/** Adds to a counter. The memory order is relaxed, because the counters do not depend on each other or on other data. */
+/** Adds to a counter. The counters do not depend on each other or on other data, so the memory order is relaxed. */
 inline void count(AtomicCount& counter, std::uint64_t increment = 1) {
     counter.fetch_add(increment, std::memory_order_relaxed);
 }

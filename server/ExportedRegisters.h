@@ -59,8 +59,8 @@ public:
     ExportedRegisters(const std::vector<ExportedRegister>& registers, ServedDevices& devices);
 
     /**
-     * Reads the registers whose last read is at least a period old. Adds a sample for each register and field whose last
-     * read has succeeded, and the numbers of reads and of failed reads of each register.
+     * Reads the registers whose last read is at least a period old. Adds a sample for each register and field whose
+     * last read has succeeded, and the numbers of reads and of failed reads of each register.
      */
     void writeTo(MetricText& text, Time now = std::chrono::steady_clock::now());
 

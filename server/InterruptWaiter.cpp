@@ -180,8 +180,8 @@ bool InterruptWaiter::prepareToWait() {
     return isEnabled;
 }
 
-// Waits in poll(), which stop() ends without a trace. If a signal from stop() ended receive() instead, the library would
-// trace a failure of the device.
+// Waits in poll(), which stop() ends without a trace. If a signal from stop() ended receive() instead, the library
+// would trace a failure of the device.
 bool InterruptWaiter::waitForReadiness() {
     std::array<pollfd, 2> awaited{{{m_device.getNativeHandle(), POLLIN, 0}, {m_wakeUp.number(), POLLIN, 0}}};
     while (::poll(awaited.data(), awaited.size(), -1) < 0) {

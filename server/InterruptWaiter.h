@@ -29,8 +29,8 @@ namespace Rynveld {
  *
  * If waiting enables the interrupt, the next wait begins when a client enables the interrupt, or after a hold-off time.
  * A source that stays active until a client clears it therefore does not cause a continuous stream of interrupts. An
- * interrupt that a client has disabled stays disabled until a client enables it, or until the last connection is disarmed
- * and a connection is armed again.
+ * interrupt that a client has disabled stays disabled until a client enables it, or until the last connection is
+ * disarmed and a connection is armed again.
  *
  * Call installWakeUpHandler() first. Threads: any number may call arm(), startDelivery(), disarm(), enable() and
  * disable() at once.
@@ -77,7 +77,8 @@ private:
         std::vector<unsigned long> queued;
     };
 
-    /** Sends or queues an interrupt word. Returns false if the queue or the socket buffer is full, so the word is lost. */
+    /** Sends or queues an interrupt word. Returns false if the queue or the socket buffer is full, so the word is lost.
+     */
     bool deliver(Receiver& receiver, unsigned long word);
     static void traceLoss(const Peer& peer);
     void traceFailure();
@@ -113,7 +114,8 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_hasEnded;
     std::list<Receiver> m_receivers;
-    /** Whether the thread has finished its work. Changes only while m_mutex is locked, except before the thread starts. */
+    /** Whether the thread has finished its work. Changes only while m_mutex is locked, except before the thread starts.
+     */
     std::atomic<bool> m_ended{false};
     std::atomic<bool> m_stopping{false};
     /** Whether the thread may block in the device, where only a signal interrupts the thread. */

@@ -119,7 +119,8 @@ constexpr unsigned int octal = 8;
 mode_t parseMode(const std::string& text) {
     const bool isOctal = text.find_first_not_of("01234567") == std::string::npos;
     if (!isOctal || text.size() < 3 || text.size() > 4 || std::stoul(text, nullptr, octal) > 0777) {
-        fail("--socket-mode: '" + text + "' is not a file mode (use 3 or 4 octal digits, at most 0777, for example 660)");
+        fail("--socket-mode: '" + text +
+             "' is not a file mode (use 3 or 4 octal digits, at most 0777, for example 660)");
     }
     return static_cast<mode_t>(std::stoul(text, nullptr, octal));
 }

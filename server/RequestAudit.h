@@ -44,17 +44,18 @@ public:
     bool isOn() const { return m_context.audit != nullptr; }
 
     /**
-     * Locks a mutex of the device for a write, or for a request that enables or disables the interrupt. While the mutex is
-     * locked, the lines of these requests are in the order of the operations. Locks nothing for any other request.
+     * Locks a mutex of the device for a write, or for a request that enables or disables the interrupt. While the mutex
+     * is locked, the lines of these requests are in the order of the operations. Locks nothing for any other request.
      */
     static std::unique_lock<std::mutex> keepOrder(const Rynvel::Request& request, ServedDevice* device);
 
-    /** Returns whether the server may carry out the request: it does not change a device, or the audit permits changes. */
+    /** Returns whether the server may carry out the request: it does not change a device, or the audit permits changes.
+     */
     bool permits(const Rynvel::Request& request);
 
     /**
-     * Reads the registers that a write changes, if the audit records old values and the register map allows the read. Call
-     * this function before the write.
+     * Reads the registers that a write changes, if the audit records old values and the register map allows the read.
+     * Call this function before the write.
      */
     void beforeWrite(ServedDevice& device, const std::string& name, const Rynvel::Request& request,
                      const Policy& policy);

@@ -41,8 +41,8 @@ public:
     const Common::DeviceTypeInfo& type() const { return m_type; }
 
     /**
-     * If the server has an audit, locked from the beginning of a write until the audit contains the line of the write. The
-     * lines are therefore in the order of the writes.
+     * If the server has an audit, locked from the beginning of a write until the audit contains the line of the write.
+     * The lines are therefore in the order of the writes.
      */
     std::mutex& writeOrder() { return m_writeOrder; }
     /**

@@ -281,8 +281,8 @@ void Server::reloadOptions() {
     }
 }
 
-// Sends the watchdog message from the thread that accepts clients. If this thread is stuck, the service manager does not
-// receive a message, and restarts the server.
+// Sends the watchdog message from the thread that accepts clients. If this thread is stuck, the service manager does
+// not receive a message, and restarts the server.
 void Server::scheduleWatchdog() {
     const auto period = watchdogPeriod();
     if (!period) {

@@ -43,8 +43,8 @@ public:
      * Starts to listen. From then on, clients can connect; run() serves them.
      *
      * @throws std::system_error if the server cannot listen. The text names the address.
-     * @throws std::runtime_error as activationSockets() and makeAudit() do, and if the service manager passes sockets while
-     * the options name a local socket.
+     * @throws std::runtime_error as activationSockets() and makeAudit() do, and if the service manager passes sockets
+     * while the options name a local socket.
      */
     explicit Server(Options options);
     Server(const Server&) = delete;

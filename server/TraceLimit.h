@@ -21,8 +21,8 @@
 namespace Rynveld {
 
 /**
- * Allows each host `linesPerPeriod` lines per cause and period, and counts the suppressed lines. Threads: any number may
- * use the object at once.
+ * Allows each host `linesPerPeriod` lines per cause and period, and counts the suppressed lines. Threads: any number
+ * may use the object at once.
  */
 class TraceLimit {
 public:

@@ -30,7 +30,7 @@ class Result(NamedTuple):
 
 
 def sweep(device: rynvel.Device) -> Iterator[Result]:
-    """Writes a value with each single bit to the match register, and reads the register back."""
+    """Sets each bit of the match register in turn, and reads the register back."""
     register = device.regs.RTCMR
     for bit in range(device.width):
         register.write(1 << bit)

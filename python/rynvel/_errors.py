@@ -12,7 +12,7 @@ _MOST_CHARACTERS = 100
 
 
 def quoted(text: str) -> str:
-    """Returns a text in quotes, for a message. Shortens the text to 100 characters, so that the message stays readable."""
+    """Returns a text in quotes for a message. Shortens a text of more than 100 characters."""
     return repr(text if len(text) <= _MOST_CHARACTERS else text[:_MOST_CHARACTERS] + "...")
 
 

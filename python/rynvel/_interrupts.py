@@ -31,8 +31,8 @@ class Event(NamedTuple):
 class Interrupts:
     """The interrupts of a device, enabled within a ``with`` block.
 
-    The driver of a UIO device disables the interrupt when it arrives. The next wait() enables the interrupt again. Clear
-    the source of the interrupt before you call wait() again.
+    The driver of a UIO device disables the interrupt when it arrives. The next wait() enables the interrupt again.
+    Clear the source of the interrupt before you call wait() again.
     """
 
     def __init__(self, device: Device) -> None:
@@ -90,8 +90,8 @@ class Interrupts:
 class Events:
     """The interrupts of a device, for ``async for``.
 
-    For a remote device, the steps and the end of the iteration send requests to the server. Each request blocks the event
-    loop until the server answers, at most for the time-out of the device.
+    For a remote device, the steps and the end of the iteration send requests to the server. Each request blocks the
+    event loop until the server answers, at most for the time-out of the device.
     """
 
     def __init__(self, device: Device) -> None:

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 """The registers of a device by the names of its register map.
 
-The rules are those of rynvelctl: a write by name changes only the bits that you name. If that is not possible, the write
-is refused. The package and rynvelctl read register maps with the same code.
+The rules are those of rynvelctl: a write by name changes only the bits that you name. If that is not possible, the
+write is refused. The package and rynvelctl read register maps with the same code.
 """
 
 from __future__ import annotations
@@ -211,7 +211,7 @@ class _Context:
 
 
 class _Handle:
-    """The base class of objects that refer to registers of a device. A copy is the same object; pickle raises TypeError."""
+    """The base class of objects that refer to registers of a device. A copy is the same object. Pickling fails."""
 
     __slots__ = ()
 
@@ -546,8 +546,8 @@ def _class_for(view: _maps.Register) -> type[Register]:
     for field in fields:
         if _is_attribute(field.name) and field.name not in reserved:
             position = view.find_field(field.name)
-            # The name of a field has precedence over the name of an array. find_field() finds the first of several fields
-            # with one name.
+            # The name of a field has precedence over the name of an array. If several fields have the same name,
+            # find_field() finds the first one.
             assert position is not None
             namespace[field.name] = _field_property(position, fields[position])
             positions[field.name] = position

@@ -81,11 +81,13 @@ class Trace:
     def stop(self) -> None:
         """Delivers the traces so far, and ends the subscription. The sink is not called again afterwards.
 
-        The calling thread delivers these traces. If the thread of the package is calling a sink, the calling thread waits
-        for the sink. Do not call this method while you hold a lock that a sink needs. Ctrl-C and sys.exit() in a sink end the delivery. The
-        subscription then ends without the remaining traces, and at most one call of the sink is still running.
+        The calling thread delivers these traces. If the thread of the package is calling a sink, the calling thread
+        waits for the sink. Do not call this method while you hold a lock that a sink needs. A sink may call this method.
 
-        A trace that another thread writes during the call may appear on standard error. A sink may call this method itself.
+        Ctrl-C and sys.exit() in a sink end the delivery. The subscription then ends without the remaining traces, and at
+        most one call of the sink is still running.
+
+        A trace that another thread writes during the call may appear on standard error.
         """
         _dispatcher.remove(self)
 
@@ -108,7 +110,7 @@ def _compiled(channel: str) -> re.Pattern[str]:
 
 
 def _to_standard_error(text: str) -> None:
-    """Writes a line to standard error, if that is possible. If sys.stderr were None, print() would use standard output."""
+    """Writes a line to standard error, if that is possible. With None as the file, print() uses standard output."""
     if sys.stderr is not None:
         with contextlib.suppress(Exception):
             print(text, file=sys.stderr)
@@ -130,8 +132,8 @@ class _Dispatcher:
         # Held while sinks are called.
         self._delivery = threading.RLock()
         self._thread: threading.Thread | None = None
-        # The traces that were taken from the queue and not yet delivered. If an exception ends the delivery in one thread,
-        # another thread delivers the rest.
+        # The traces that were taken from the queue and not yet delivered. If an exception ends the delivery in one
+        # thread, another thread delivers the rest.
         self._taken: deque[TraceRecord] = deque()
 
     def add(self, trace: Trace) -> None:
@@ -220,8 +222,8 @@ class _Dispatcher:
         try:
             trace._sink(record)
         except BaseException as error:
-            # In a thread of the program, Ctrl-C and sys.exit() have their usual effect. The thread of the package continues,
-            # because it serves all subscriptions.
+            # In a thread of the program, Ctrl-C and sys.exit() have their usual effect. The thread of the package
+            # continues, because it serves all subscriptions.
             if not isinstance(error, Exception) and threading.current_thread() is not self._thread:
                 raise
             _to_standard_error(traceback.format_exc().rstrip("\n"))

@@ -33,8 +33,8 @@ if TYPE_CHECKING:
 
 __all__ = ["ServerError", "SimulatedServer", "find_server"]
 
-# A script that runs the server until standard input contains a line or ends. Standard input also ends if this process is
-# killed. The script then terminates the server, and kills the server if it does not end within about 2 seconds.
+# A script that runs the server until standard input contains a line or ends. Standard input also ends if this process
+# is killed. The script then terminates the server, and kills the server if it does not end within about 2 seconds.
 _SUPERVISOR = """
 "$@" &
 server=$!
@@ -66,7 +66,7 @@ class ServerError(Error, RuntimeError):
 
 
 def find_server() -> str:
-    """Returns the path of rynveld: $RYNVELD, the program in the build folder of this package, or the first one on the PATH.
+    """Returns the path of rynveld: $RYNVELD, the build folder of this package, or the first one on the PATH.
 
     Searches /usr/local/sbin and /usr/sbin after the PATH.
 

@@ -193,7 +193,8 @@ TEST_F(AuditFileTest, MustBeAFileOrACharacterDevice) {
 
 TEST_F(AuditFileTest, BelongsToOneServer) {
     AuditFile first("a");
-    EXPECT_EQ(problemOf("a"), "a: cannot write the audit: another server writes this file (give each server a file of its own)");
+    EXPECT_EQ(problemOf("a"),
+              "a: cannot write the audit: another server writes this file (give each server a file of its own)");
     EXPECT_EQ(problemOf("./a"),
               "./a: cannot write the audit: another server writes this file (give each server a file of its own)");
     EXPECT_EQ(first.write("1\n"), 0);

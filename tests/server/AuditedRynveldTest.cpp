@@ -129,8 +129,9 @@ TEST_F(AuditedRynveld, DoesNotShareItsFileWithAnotherServer) {
     const RynveldProcess server(audited());
     const auto second = runRynveld({"--listen", "127.0.0.1:0", "--simulate", "--audit", "a"});
     EXPECT_EQ(second.status, 1);
-    EXPECT_EQ(second.error,
-              "rynveld: a: cannot write the audit: another server writes this file (give each server a file of its own)\n");
+    EXPECT_EQ(
+        second.error,
+        "rynveld: a: cannot write the audit: another server writes this file (give each server a file of its own)\n");
 }
 
 TEST_F(AuditedRynveld, LosesNothingWhileItsFileIsRotated) {

@@ -162,9 +162,9 @@ TEST_F(ExportedRegistersTest, HaveEachSampleOnlyOnce) {
 
 TEST_F(ExportedRegistersTest, AreRefusedIfReadingThemHasASideEffect) {
     for (const std::string name : {"CLEARS", "PULSES", "PULSES.N"}) {
-        EXPECT_EQ(problemOf("seek.16." + name), "--export: seek.16: reading register " +
-                                                    name.substr(0, name.find('.')) +
-                                                    " has a side effect (the server reads an exported register repeatedly)");
+        EXPECT_EQ(problemOf("seek.16." + name),
+                  "--export: seek.16: reading register " + name.substr(0, name.find('.')) +
+                      " has a side effect (the server reads an exported register repeatedly)");
     }
 }
 

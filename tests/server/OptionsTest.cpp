@@ -136,7 +136,8 @@ TEST(Options, RefuseLocalSocketsThatCannotExist) {
                 "is not a listening address (use ADDRESS or ADDRESS:PORT, with an IPv4 address, or unix:/PATH)");
     for (const std::string mode : {"66", "00660", "668", "1777", "rw", "-60"}) {
         EXPECT_EQ(problemOf({"--listen", "unix:/a", "--socket-mode=" + mode}),
-                  "--socket-mode: '" + mode + "' is not a file mode (use 3 or 4 octal digits, at most 0777, for example 660)");
+                  "--socket-mode: '" + mode +
+                      "' is not a file mode (use 3 or 4 octal digits, at most 0777, for example 660)");
     }
     EXPECT_EQ(problemOf({"--listen", "unix:/a", "--socket-group", "no such group"}),
               "--socket-group: unknown group 'no such group' ('getent group' lists the groups)");
