@@ -35,7 +35,7 @@ class Device(_core.Device):
     After a fork, the child process must open its devices again.
     """
 
-    # Any other attribute raises AttributeError. Otherwise, `device.CTRL = 1` would not write a register or fail.
+    # Any other attribute raises AttributeError. Otherwise, `device.CTRL = 1` would set an attribute, not a register.
     __slots__ = ("__weakref__", "_map", "_registers")
 
     _map: list[MapPath]

@@ -82,10 +82,10 @@ class Trace:
         """Delivers the traces so far, and ends the subscription. The sink is not called again afterwards.
 
         The calling thread delivers these traces. If the thread of the package is calling a sink, the calling thread
-        waits for the sink. Do not call this method while you hold a lock that a sink needs. A sink may call this method.
+        waits for the sink. Do not call this method while you hold a lock that a sink needs. A sink may call stop().
 
-        Ctrl-C and sys.exit() in a sink end the delivery. The subscription then ends without the remaining traces, and at
-        most one call of the sink is still running.
+        Ctrl-C and sys.exit() in a sink end the delivery. The subscription then ends without the remaining traces, and
+        at most one call of the sink is still running.
 
         A trace that another thread writes during the call may appear on standard error.
         """
