@@ -48,7 +48,8 @@ ssize_t writeOnce(int file, const char* bytes, std::size_t size) {
 
 AuditFile::AuditFile(std::string path) : m_path(std::move(path)), m_file(open()) {}
 
-// Checks the type before it opens the file, because opening a named pipe would wait for a reader, or fail without one.
+// Checks the type before it opens the file, because opening a named pipe could wake up the reader of the pipe, and a
+// socket cannot be opened. Checks the type of the open file again, because the path may have changed in between.
 Common::Descriptor AuditFile::open() const {
     struct stat status {};
     if (::stat(m_path.c_str(), &status) == 0) {

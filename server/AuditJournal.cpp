@@ -50,7 +50,7 @@ int AuditJournal::send(const std::string& message) {
     return errno;
 }
 
-// Connects again if the journal was restarted, because it may have a new socket.
+// Connects again if the journal was restarted, because the restart may have created a new socket.
 int AuditJournal::write(const std::string& line) {
     const std::string message = "MESSAGE=" + line + "PRIORITY=6\nSYSLOG_IDENTIFIER=rynveld\nRYNVELD_AUDIT=1\n";
     int error = send(message);

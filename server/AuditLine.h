@@ -27,7 +27,7 @@ public:
 
     /**
      * Adds a string. `text` may contain any bytes. Every byte that is not a printable ASCII character becomes \u00XX in
-     * the line.
+     * the line, and a backslash precedes each quotation mark and backslash.
      */
     AuditLine& add(std::string_view name, std::string_view text);
     AuditLine& add(std::string_view name, std::uint64_t value);

@@ -35,7 +35,7 @@ constexpr int secondsBetweenProbes = 10;
 constexpr int maxProbes = 3;
 constexpr int millisecondsUntilGone = 1000 * (secondsUntilProbe + maxProbes * secondsBetweenProbes);
 
-/** Repeats a transfer that a signal interrupts, and returns the result of the transfer. */
+/** Repeats a transfer as long as signals interrupt it. Returns the result of the last attempt. */
 template <typename Transfer>
 ssize_t retryInterrupted(const Transfer& transfer) {
     ssize_t result = transfer();

@@ -37,7 +37,7 @@ public:
 
     /** Like send(), but waits for `pause` in the middle of the record. Returns false also if pause() does. */
     bool sendInHalves(const Rynvel::IMessage& message, std::chrono::milliseconds pause) const;
-    /** Waits for this time. Returns false at once if the connection ends, or if a signal arrives. */
+    /** Waits for this time. Returns false at once after shutDown(), a reset of the connection or a signal. */
     bool pause(std::chrono::milliseconds duration) const;
 
     /**

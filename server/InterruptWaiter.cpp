@@ -276,7 +276,7 @@ void InterruptWaiter::traceLoss(const Peer& peer) {
 }
 
 // If the device has failed, ends the armed connections, so that their clients do not wait for further interrupts. If
-// another thread arms a connection at the same time, that connection either ends, too, or arm() starts a new thread.
+// another thread arms a connection at the same time, either that connection ends, too, or arm() starts a new thread.
 void InterruptWaiter::finish() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (!m_stopping) {

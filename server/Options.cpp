@@ -482,7 +482,7 @@ std::string position(const std::string& file, const OptionsLine& line) {
     return file + ':' + std::to_string(line.number) + ": ";
 }
 
-// Finds the wrong line by parsing ever more lines: the first line that causes the message is wrong.
+// Finds the wrong line: the first line that, together with the lines before it, causes the message.
 Options optionsOf(const Words& commandLine, const std::string& file, const OptionsLines& lines) {
     try {
         return optionsOf(commandLine, lines, lines.size());

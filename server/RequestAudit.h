@@ -44,8 +44,9 @@ public:
     bool isOn() const { return m_context.audit != nullptr; }
 
     /**
-     * Locks a mutex of the device for a write, or for a request that enables or disables the interrupt. While the mutex
-     * is locked, the lines of these requests are in the order of the operations. Locks nothing for any other request.
+     * Locks a mutex of the device for a write, or for a request that enables or disables the interrupt. Keep the lock
+     * until the line is recorded, so that the lines are in the order of the operations. Locks nothing for any other
+     * request.
      */
     static std::unique_lock<std::mutex> keepOrder(const Rynvel::Request& request, ServedDevice* device);
 

@@ -74,7 +74,7 @@ std::string nameOf(const Endpoint& endpoint, int socket) {
 
 /**
  * Returns the host of a connection: the user of a local socket, an IPv4 address, or the /64 network of an IPv6 address.
- * Addresses among which one host can choose freely, such as 127.0.0.0/8, count as one host.
+ * Addresses from which one host can choose freely, such as those of 127.0.0.0/8, count as one host.
  */
 std::string hostOf(const Endpoint& endpoint, int socket) {
     if (isLocal(endpoint)) {
