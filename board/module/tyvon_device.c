@@ -237,8 +237,8 @@ static ssize_t read_registers(struct open_file *open, char __user *user, size_t 
 }
 
 /*
- * A read of 2 bytes is a register access only if the latest seek was made by the same thread, and
- * has transfers left.
+ * A read of 2 bytes is a register access only if the same thread made the latest seek on the file,
+ * and if the seek has transfers left.
  */
 static ssize_t seekable_read(struct file *file, char __user *user, size_t length, loff_t *pos)
 {

@@ -25,7 +25,7 @@ class DeviceInfo(NamedTuple):
     remote: str | None
     """The server of a remote device; None for a device of this machine."""
     present: bool | None
-    """Whether the device file exists; None for a remote device, because no server is asked."""
+    """Whether the device file exists; None for a remote device, because devices() does not connect to servers."""
 
 
 class Device(_core.Device):

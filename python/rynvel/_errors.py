@@ -19,7 +19,7 @@ def quoted(text: str) -> str:
 class Error(Exception):
     """The base class of all errors of this package.
 
-    Each message has the form ``DEVICE: what is wrong (what would be right)``.
+    A message about a device has the form ``DEVICE: what is wrong (what would be right)``.
     """
 
     def __init__(self, message: str = "", *, errno: int | None = None) -> None:
@@ -45,7 +45,7 @@ def _restore(cls: type[Error], args: tuple[Any, ...], errno: int | None, attribu
 
 
 class UnknownDeviceError(Error, KeyError):
-    """No device has this name. The message suggests the most similar names."""
+    """No device has this name. The message suggests similar names, if there are any."""
 
 
 class MissingFileError(Error, FileNotFoundError):
@@ -120,7 +120,7 @@ class NotAllowedError(Error, ValueError):
 
 
 class UnknownNameError(Error, AttributeError, KeyError, IndexError):
-    """The register map has no such register, field or element. The message suggests the most similar names."""
+    """The register map has no such register, field or element. The message suggests similar names, if there are any."""
 
 
 # Tracebacks then show the names that programs use, such as rynvel.BusError.

@@ -41,7 +41,7 @@ class Interrupts:
 
     def __enter__(self) -> Interrupts:
         if self._session is not None:
-            raise InUseError(f"{self._device.name}: the interrupts are already enabled by this object")
+            raise InUseError(f"{self._device.name}: this object already uses the interrupts (leave its with block first)")
         self._session = self._device._start_interrupts()
         return self
 
@@ -68,7 +68,7 @@ class Interrupts:
         The time-out is in seconds, and None means no time-out. Ctrl-C ends the wait.
 
         Raises ClosedError if another thread closes the device, InUseError if another thread waits, and DeviceError; for
-        a remote device also ConnectionLostError.
+        a remote device also ConnectionLostError, RefusedError and DeviceTimeoutError.
         """
         word = self._active().wait(timeout)
         return None if word is None else Event(self._device.name, word, time.time())

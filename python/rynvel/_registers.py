@@ -117,7 +117,7 @@ class RegisterValue(int):
 
 @dataclass(frozen=True)
 class FieldInfo:
-    """What the register map says about a field."""
+    """The properties of a field in the register map."""
 
     name: str
     description: str
@@ -131,7 +131,7 @@ class FieldInfo:
 
 @dataclass(frozen=True)
 class RegisterInfo:
-    """What the register map says about a register."""
+    """The properties of a register in the register map."""
 
     path: str
     description: str
@@ -262,7 +262,7 @@ class Register(_Handle):
 
     @property
     def info(self) -> RegisterInfo:
-        """What the register map says about the register. Does not access the device."""
+        """The properties of the register in the register map. Does not access the device."""
         view = self._view
         fields = tuple(
             FieldInfo(
@@ -365,7 +365,7 @@ class Register(_Handle):
             self[name] = value
 
     def __bool__(self) -> NoReturn:
-        raise TypeError(f"register {self._path} is not a value (give {self._path}.read() for its value)")
+        raise TypeError(f"register {self._path} is not a value (call {self._path}.read() for its value)")
 
     def __eq__(self, other: object) -> bool:
         if isinstance(other, (numbers.Number, str)):
@@ -378,7 +378,7 @@ class Register(_Handle):
         return f"<register {self._path} of {self._device.name} at {self._address:#x}>"
 
     def _find(self, name: str) -> int | None:
-        """Returns the position of a field; None for an array of fields."""
+        """Returns the position of a field; None for an array of fields. Raises UnknownNameError for other names."""
         if not isinstance(name, str):
             raise TypeError(f"register {self._path}: the name of a field is text, not {type(name).__name__}")
         position = self._view.find_field(name)

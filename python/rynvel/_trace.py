@@ -79,7 +79,7 @@ class Trace:
         return int(_core.trace_lost())
 
     def stop(self) -> None:
-        """Delivers the traces so far, and ends the subscription. The sink is not called again afterwards.
+        """Delivers the traces that were made so far, and ends the subscription. No later trace is passed to the sink.
 
         The calling thread delivers these traces. If the thread of the package is calling a sink, the calling thread
         waits for the sink. Do not call this method while you hold a lock that a sink needs. A sink may call stop().
@@ -198,7 +198,7 @@ class _Dispatcher:
             self._deliver()
 
     def _deliver(self) -> None:
-        # Locks both steps. Otherwise, stop() could return before this thread delivers a trace that it has taken.
+        # Holds the lock during both steps. Otherwise, stop() could return before this thread delivers its traces.
         with self._delivery:
             self._taken.extend(TraceRecord(*row) for row in _core.trace_take())
             while (next_one := self._next()) is not None:

@@ -219,9 +219,9 @@ std::optional<std::chrono::milliseconds> parseTimeout(PyObject* timeout, bool al
     // A comparison with NaN is false.
     const bool isLongEnough = allowsZero ? value >= 0 : value > 0;
     if (!isLongEnough || !(value <= longestTimeout)) {
-        fail(ErrorKind::Value,
-             std::string("timeout: not a time ") +
-                 (allowsZero ? "from 0 to 1e9 seconds, nor None" : "above 0 and up to 1e9 seconds, nor None"));
+        fail(ErrorKind::Value, std::string("timeout: not a time ") +
+                                   (allowsZero ? "from 0 to 1e9 seconds (None means no time-out)"
+                                               : "above 0 and at most 1e9 seconds (None means the default)"));
     }
     return std::chrono::milliseconds(static_cast<long long>(std::ceil(value * 1000)));
 }

@@ -25,7 +25,7 @@ struct Call {
 };
 
 /**
- * Assigns the arguments of a call to parameters. An argument that is not given is null.
+ * Stores the argument of each parameter of a call in `values`. A parameter without an argument gets null.
  *
  * @param names the names of the parameters. The first `maxPositional` may also be given by position.
  */

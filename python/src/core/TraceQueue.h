@@ -33,7 +33,7 @@ struct Trace {
 };
 
 /**
- * Collects the traces of the process while it is attached.
+ * Collects the traces of the process while the queue is attached.
  *
  * The library calls a sink in the thread that traces, which may hold the mutex of a device. The sink therefore never
  * takes the GIL: it only stores a copy. The queue is a singleton that is never destroyed, because a thread may trace or

@@ -3,7 +3,7 @@
  * @file
  * A register map as the Python package presents it: groups of registers, registers and fields.
  *
- * A view keeps its map alive.
+ * The views of a map share the ownership of the map.
  */
 #ifndef RYNVEL_PYTHON_MAPVIEW_H
 #define RYNVEL_PYTHON_MAPVIEW_H
@@ -46,7 +46,7 @@ using SharedMap = std::shared_ptr<const DeviceMap>;
  * Searches the map of a device.
  *
  * @param width the register width of the device in bits.
- * @param paths the map files and folders; empty to search those of the environment or of the machine.
+ * @param paths the map files and folders; empty to search the maps of the environment or of the machine.
  * @return the map; null if no file describes the device.
  * @throws Maps::UnusableMap if a map cannot be read, or if its addresses do not count bytes.
  * @throws Common::ReadTimedOut if a pipe does not deliver its map by the deadline.

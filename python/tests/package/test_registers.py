@@ -370,7 +370,7 @@ def test_a_register_is_not_its_value(shared: rynvel.Device) -> None:
         for compare in each(lambda: shared.regs.SERIAL == number, lambda: number != shared.regs.SERIAL):
             with pytest.raises(TypeError, match=r"compare SERIAL.read\(\)"):
                 compare()
-    with pytest.raises(TypeError, match=r"give SERIAL.read\(\)"):
+    with pytest.raises(TypeError, match=r"call SERIAL.read\(\)"):
         assert shared.regs.SERIAL
     assert shared.regs.SERIAL == shared.regs["SERIAL"]
     assert shared.regs.SERIAL != shared.regs.CTRL
