@@ -275,9 +275,9 @@ void Server::reloadOptions() {
         if (m_metricsServer) {
             m_metricsServer->allow(m_options.allowed);
         }
-        writeMessage(m_options.file + ": the new options are in force");
+        writeMessage(m_options.file + ": the new options are in effect");
     } catch (const std::exception& problem) {
-        writeMessage(problem.what() + std::string(" (the old options stay in force)"));
+        writeMessage(problem.what() + std::string(" (the old options stay in effect)"));
     }
 }
 

@@ -41,7 +41,7 @@ class Interrupts:
 
     def __enter__(self) -> Interrupts:
         if self._session is not None:
-            raise InUseError(f"{self._device.name}: this object already uses the interrupts (leave its with block first)")
+            raise InUseError(f"{self._device.name}: this object already uses the interrupts (leave its block first)")
         self._session = self._device._start_interrupts()
         return self
 

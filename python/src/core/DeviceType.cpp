@@ -80,7 +80,7 @@ void operate(const DeviceState& state, std::uint64_t items, const Operation& ope
         }
         installBusErrorGuard();
     }
-    // Another thread may close the device meanwhile.
+    // Keeps the object alive, because another thread may close the device during the operation.
     const std::shared_ptr<OpenDevice> kept = device;
     unlocked([&] { operation(*kept); });
 }
@@ -229,7 +229,7 @@ private:
     unsigned int m_bytes = 0;
 };
 
-/** Calls `transfer` for each part of a burst. Sometimes calls the program's signal handlers between two parts. */
+/** Calls `transfer` for each part of a burst, and signal handlers between the parts, at most every 50 ms. */
 template <typename Transfer>
 void transferParts(OpenDevice& device, std::uint32_t address, char* memory, std::uint64_t items,
                    const Transfer& transfer) {
@@ -245,7 +245,7 @@ void transferParts(OpenDevice& device, std::uint32_t address, char* memory, std:
     }
 }
 
-/** Calls `transfer` with memory that is aligned like an array of registers: with a copy if `memory` is not aligned. */
+/** Calls `transfer` with memory that is aligned like an array of registers. If `memory` is not aligned, uses a copy. */
 template <typename Before, typename Transfer, typename After>
 void transferAligned(OpenDevice& device, char* memory, std::uint32_t items, const Before& before,
                      const Transfer& transfer, const After& after) {
@@ -346,7 +346,7 @@ void stopInterrupts(DeviceState& state) {
 /** Closes the device. In a forked child, does not disable the interrupts, because the parent may use them. */
 void close(DeviceState& state) {
     const std::shared_ptr<OpenDevice> device = std::exchange(state.device, nullptr);
-    // Also if the device is already closed: a signal may have interrupted the call that closed the device.
+    // Stops the interrupts even if the device is already closed, because a signal may have interrupted an earlier call.
     if (state.forks == Forks::count()) {
         stopInterrupts(state);
     }
@@ -378,7 +378,7 @@ PyObject* startInterrupts(PyObject* self, PyObject* /*unused*/) {
         }
         state.isSessionStarting = false;
         state.session = session;
-        // Another thread may have closed the device meanwhile.
+        // Another thread may have closed the device while this thread did not hold the GIL.
         if (!state.device) {
             stopInterrupts(state);
             throwUnusable(state);
