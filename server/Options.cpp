@@ -206,7 +206,7 @@ void addMap(Policy& policy, const std::string& path) {
     try {
         if (!policy.descriptions.add(path, servedNames(policy))) {
             fail("--map: '" + path +
-                 "' does not describe any served device (a peripheral has the name of its device, for example "
+                 "' does not describe any served device (a peripheral needs the name of its device, for example "
                  "traf_top for traf.top)");
         }
     } catch (const Maps::UnusableMap& problem) {

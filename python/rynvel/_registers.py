@@ -49,13 +49,13 @@ class FieldValue(int):
         return self._name
 
     def __setattr__(self, name: str, value: object) -> NoReturn:
-        raise AttributeError("a value that was read cannot be changed (assign to the field)")
+        raise AttributeError("you cannot change a value that was read (assign to the field)")
 
     def __eq__(self, other: object) -> bool:
         # You can assign a name to a field, so you may also compare the value with a name. A result that is always False
         # would hide this mistake.
         if isinstance(other, str):
-            raise TypeError(f"the value of a field is an integer (compare its name with {quoted(other)})")
+            raise TypeError(f"the value of a field is an integer (compare the attribute name with {quoted(other)})")
         return int.__eq__(self, other)
 
     def __ne__(self, other: object) -> bool:
@@ -97,7 +97,7 @@ class RegisterValue(int):
         return self._register._decode(name, int(self))
 
     def __setattr__(self, name: str, value: object) -> NoReturn:
-        raise AttributeError("a value that was read cannot be changed (assign to the field of the register)")
+        raise AttributeError("you cannot change a value that was read (assign to the field of the register)")
 
     def __dir__(self) -> Iterable[str]:
         return sorted({*super().__dir__(), *filter(_is_attribute, self._register)})
@@ -359,7 +359,7 @@ class Register(_Handle):
             self._write_field(position, value)
         elif hasattr(Register, name):
             raise AttributeError(
-                f"{name!r} is not a field of {self._path} (a field of this name is an item: [{name!r}])"
+                f"{name!r} is not a field of {self._path} (use [{name!r}] for a field of this name)"
             )
         else:
             self[name] = value
@@ -664,7 +664,7 @@ class RegisterGroup(_Handle):
 
     def __setattr__(self, name: str, value: Any) -> None:
         if name.startswith("_") or hasattr(type(self), name):
-            raise AttributeError(f"{name!r} is not a register (a register of this name is an item: [{name!r}])")
+            raise AttributeError(f"{name!r} is not a register (use [{name!r}] for a register of this name)")
         self._write(name, value)
 
     def __getitem__(self, path: str) -> Any:

@@ -50,7 +50,7 @@ class Trace:
         if isinstance(level, bool) or not isinstance(level, int):
             raise TypeError("level must be int")
         if not 0 <= level <= 7:
-            raise ValueError("level is not from 0 to 7")
+            raise ValueError("level must be from 0 to 7")
         self._pattern = _compiled(channel)
         if not any(self._pattern.fullmatch(name) for name, _ in _core.trace_channels()):
             names = ", ".join(sorted({name for name, _ in _core.trace_channels()}))

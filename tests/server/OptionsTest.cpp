@@ -286,7 +286,7 @@ TEST_F(OptionsWithMaps, DescribeOnlySimulatedDevices) {
 TEST_F(OptionsWithMaps, RefuseAMapThatDescribesNoServedDevice) {
     const auto refusal = [](const std::string& path) {
         return "--map: '" + path +
-               "' does not describe any served device (a peripheral has the name of its device, for example "
+               "' does not describe any served device (a peripheral needs the name of its device, for example "
                "traf_top for traf.top)";
     };
     store("uio.svd", mapWith("uio_32", registerAt("0", "")));
