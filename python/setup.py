@@ -14,11 +14,11 @@ PROJECT = Path(__file__).resolve().parent.parent
 
 
 def version() -> str:
-    """Returns the version that the project has for CMake."""
+    """Returns the version of the project, which is in CMakeLists.txt."""
     text = (PROJECT / "CMakeLists.txt").read_text(encoding="utf-8")
     found = re.search(r"^project\(rynvel VERSION ([\d.]+)", text, re.MULTILINE)
     if found is None:
-        raise SystemExit("setup.py: CMakeLists.txt: there is no version (project(rynvel VERSION ...))")
+        raise SystemExit("setup.py: CMakeLists.txt: the version is missing (write project(rynvel VERSION ...))")
     return found[1]
 
 
@@ -27,7 +27,7 @@ class BuildWithCMake(build_ext):
 
     def run(self) -> None:
         if self.inplace:
-            raise SystemExit("setup.py: the package cannot be editable (use PYTHONPATH=build/python/python)")
+            raise SystemExit("setup.py: an editable installation is not supported (use PYTHONPATH=build/python/python)")
         build = Path(self.build_temp).resolve() / "cmake"
         options = {
             "CMAKE_BUILD_TYPE": "Release",

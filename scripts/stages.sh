@@ -112,32 +112,33 @@ added_seconds() {
 # Prints the usual times of a stage on two processors, in seconds: of a first run, and of a run without any change.
 usual_seconds() {
     case $1 in
-        format | scripts) echo 4 4 ;;
-        site) echo 20 20 ;;
-        lint) echo 100 1 ;;
-        analyze) echo 210 3 ;;
-        dev) echo 190 50 ;;
-        asan) echo 265 105 ;;
-        tsan) echo 120 30 ;;
-        armhf) echo 260 130 ;;
-        python) echo 120 70 ;;
-        pythonlong) echo 240 65 ;;
-        wheel) echo 200 120 ;;
-        bigendian) echo 65 10 ;;
-        counts) echo 27 10 ;;
-        abi) echo 60 12 ;;
-        abitest) echo 200 120 ;;
-        builders) echo 25 8 ;;
-        board) echo 95 80 ;;
-        installed) echo 60 15 ;;
-        variants) echo 80 30 ;;
-        dissector) echo 70 14 ;;
+        format) echo 8 8 ;;
+        scripts) echo 12 12 ;;
+        site) echo 16 16 ;;
+        lint) echo 80 8 ;;
+        analyze) echo 100 3 ;;
+        dev) echo 320 60 ;;
+        asan) echo 380 105 ;;
+        tsan) echo 250 60 ;;
+        armhf) echo 310 110 ;;
+        python) echo 65 50 ;;
+        pythonlong) echo 240 90 ;;
+        wheel) echo 200 66 ;;
+        bigendian) echo 60 10 ;;
+        counts) echo 35 15 ;;
+        abi) echo 14 5 ;;
+        abitest) echo 70 60 ;;
+        builders) echo 90 80 ;;
+        board) echo 150 85 ;;
+        installed) echo 15 15 ;;
+        variants) echo 150 60 ;;
+        dissector) echo 22 20 ;;
         tunnels) echo 60 5 ;;
-        fleet) echo 80 20 ;;
-        fuzz) echo 80 22 ;;
-        hardened) echo 250 45 ;;
+        fleet) echo 80 16 ;;
+        fuzz) echo 140 25 ;;
+        hardened) echo 400 60 ;;
         soak) echo 340 330 ;;
-        packages) echo 900 600 ;;
+        packages) echo 900 850 ;;
     esac
 }
 

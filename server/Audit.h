@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The audit: who has changed what.
+ * The audit, which records who has changed which device, and which requests the server has refused.
  */
 #ifndef RYNVELD_AUDIT_H
 #define RYNVELD_AUDIT_H
@@ -26,14 +26,14 @@ struct AuditOptions {
 
     /** The path of a file, or "journal"; empty for no audit. */
     std::string target;
-    /** Whether the audit contains the values of registers before and after a write. */
+    /** Whether the line of a write contains the values of the registers before and after the write. */
     bool withOldValues = false;
     OnError onError = OnError::RefuseWrites;
 };
 
 /**
- * Writes the lines of the audit, one after the other. Each line has a number. If the sink fails, keeps a limited number
- * of lines until the sink works again, and counts the others. Reports the failure and its end on standard error.
+ * Numbers the lines of the audit and writes them to the sink. While the sink fails, keeps up to `maxWaiting` lines, and
+ * counts the lines that it drops. Reports on standard error when the sink begins to fail, and when it works again.
  *
  * Threads: any number may use the object at once.
  */
@@ -53,19 +53,19 @@ public:
     /**
      * Writes a line with its number and its time.
      *
-     * @return whether the server may report success to the client: the line was written, or the server may continue
-     * without it.
+     * @return true if the line was written, or if `onError` is Continue. Otherwise, the server must report an error to
+     * the client.
      */
     bool record(const AuditLine& line);
 
-    /** Opens the file again, after it was renamed. Reports a failure on standard error. */
+    /** Opens the file of the audit again, after it was renamed. Reports a failure on standard error. */
     void reopen();
 
-    /** Returns a new number for a connection. */
+    /** Returns the number of a new connection, counted from 1. */
     std::uint64_t nextConnection() { return ++m_connections; }
 
 private:
-    /** Makes a line of members. The result is valid until the next call. */
+    /** Returns a line with its number, the time and the members of `line`. The result is valid until the next call. */
     const std::string& finished(const AuditLine& line);
     bool write(const std::string& line);
     bool writeWaiting();
@@ -81,13 +81,16 @@ private:
     UtcText m_utc;
     std::string m_line;
     std::deque<std::string> m_waiting;
-    /** The number of lines that were not kept. */
+    /** The number of lines that were dropped and that no "lost" line has reported. */
     std::uint64_t m_lost = 0;
-    /** Changes under m_mutex. */
+    /** Changes only while m_mutex is locked; permitsChanges() reads it without the mutex. */
     std::atomic<bool> m_hasFailed{false};
 };
 
-/** Returns the audit of a server; null if the options select none. @throws std::runtime_error as openAuditSink() does.
+/**
+ * Returns the audit of a server; null if the options select none.
+ *
+ * @throws std::runtime_error as openAuditSink() does.
  */
 std::unique_ptr<Audit> makeAudit(const AuditOptions& options, std::function<void()> stop);
 

@@ -25,7 +25,8 @@ void requireFile(const std::string& path, mode_t mode) {
         failToWrite(path);
     }
     if (!S_ISREG(mode) && !S_ISCHR(mode)) {
-        throw std::runtime_error(path + ": cannot write the audit: not a regular file (give a file or 'journal')");
+        throw std::runtime_error(path +
+                                 ": cannot write the audit: not a regular file (give a regular file or 'journal')");
     }
 }
 
@@ -47,8 +48,8 @@ ssize_t writeOnce(int file, const char* bytes, std::size_t size) {
 
 AuditFile::AuditFile(std::string path) : m_path(std::move(path)), m_file(open()) {}
 
-// Checks the type of the file before it opens the file, because opening a named pipe would wait for a reader or fail
-// without a reader.
+// Checks the type before it opens the file, because opening a named pipe could wake up the reader of the pipe, and a
+// socket cannot be opened. Checks the type of the open file again, because the path may have changed in between.
 Common::Descriptor AuditFile::open() const {
     struct stat status {};
     if (::stat(m_path.c_str(), &status) == 0) {
@@ -63,7 +64,7 @@ Common::Descriptor AuditFile::open() const {
     requireFile(m_path, status.st_mode);
     if (S_ISREG(status.st_mode) && ::flock(file.number(), LOCK_EX | LOCK_NB) != 0) {
         throw std::runtime_error(
-            m_path + ": cannot write the audit: another server writes this file (give each server its own)");
+            m_path + ": cannot write the audit: another server writes this file (give each server a file of its own)");
     }
     if (S_ISREG(status.st_mode) && endsInALine(file.number(), status.st_size) &&
         writeOnce(file.number(), "\n", 1) != 1) {

@@ -40,7 +40,7 @@ private:
 
     const std::string m_path;
     Common::Descriptor m_file;
-    /** The number of bytes of an unfinished line that the file has already. */
+    /** The number of bytes of an unfinished line that are already in the file. */
     std::size_t m_written = 0;
 };
 

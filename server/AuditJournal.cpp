@@ -40,7 +40,7 @@ int AuditJournal::send(const std::string& message) {
         m_isStuck = false;
         return 0;
     }
-    // A journal that takes no messages must not delay every client.
+    // Only the first failure waits, because a journal that accepts no messages must not delay every request.
     pollfd room{m_socket.number(), POLLOUT, 0};
     const int timeout = std::exchange(m_isStuck, true) ? 0 : static_cast<int>(m_timeout.count());
     if (errno == EAGAIN && ::poll(&room, 1, timeout) == 1 && sent()) {
@@ -50,7 +50,7 @@ int AuditJournal::send(const std::string& message) {
     return errno;
 }
 
-// The journal may have a new socket after it was restarted.
+// Connects again if the journal was restarted, because the restart may have created a new socket.
 int AuditJournal::write(const std::string& line) {
     const std::string message = "MESSAGE=" + line + "PRIORITY=6\nSYSLOG_IDENTIFIER=rynveld\nRYNVELD_AUDIT=1\n";
     int error = send(message);

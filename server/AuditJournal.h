@@ -19,7 +19,7 @@ class AuditJournal : public AuditSink {
 public:
     static constexpr std::chrono::milliseconds defaultTimeout{1000};
 
-    /** @param timeout how long write() waits when the journal stops taking messages. */
+    /** @param timeout the longest time for which write() waits while the queue of the journal's socket is full. */
     explicit AuditJournal(std::string path = "/run/systemd/journal/socket",
                           std::chrono::milliseconds timeout = defaultTimeout);
 
@@ -33,7 +33,7 @@ private:
     const std::string m_path;
     const std::chrono::milliseconds m_timeout;
     Common::Descriptor m_socket;
-    /** Whether the journal did not take the latest message. */
+    /** Whether the latest message could not be sent. write() then does not wait again. */
     bool m_isStuck = false;
 };
 

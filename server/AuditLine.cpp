@@ -21,13 +21,13 @@ void appendDigits(std::string& text, std::uint64_t number, unsigned int count) {
 
 bool isPlain(char character) { return character >= ' ' && character <= '~' && character != '"' && character != '\\'; }
 
-/** The largest number of characters of a number. */
+/** The number of decimal digits of UINT64_MAX. */
 constexpr std::size_t mostDigits = 20;
 
-/** The number of characters that the longest escape has. */
+/** The number of characters of an escape sequence such as \u001f. */
 constexpr std::size_t longestEscape = 6;
 
-/** Returns the text of a time up to the decimal point of its seconds. */
+/** Returns a time in UTC up to the decimal point, for example "2024-05-31T12:30:00.". */
 std::string secondText(time_t second) {
     tm utc{};
     ::gmtime_r(&second, &utc);
@@ -105,7 +105,7 @@ AuditLine& AuditLine::restart(std::string_view members) {
     return *this;
 }
 
-// The punctuation around a member has fewer characters than the longest number.
+// `mostDigits` characters are enough for the punctuation around a member, and for the text `null`.
 AuditLine& AuditLine::add(std::string_view name, std::string_view text) {
     makeRoom(name.size() + mostDigits + longestEscape * text.size());
     putName(name);

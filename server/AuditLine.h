@@ -22,12 +22,12 @@ class AuditLine {
 public:
     AuditLine() = default;
 
-    /** Removes all members, and begins with these members. The object keeps its memory for the next line. */
+    /** Replaces all members with these members. The object keeps its memory for the next line. */
     AuditLine& restart(std::string_view members);
 
     /**
-     * Adds a string. The text may contain any bytes: the line has only printable ASCII characters, and shows every
-     * other byte as \u00XX.
+     * Adds a string. `text` may contain any bytes. Every byte that is not a printable ASCII character becomes \u00XX in
+     * the line, and a backslash precedes each quotation mark and backslash.
      */
     AuditLine& add(std::string_view name, std::string_view text);
     AuditLine& add(std::string_view name, std::uint64_t value);
@@ -45,7 +45,7 @@ private:
     void putText(std::string_view text);
     void putName(std::string_view name);
 
-    // A string would check its capacity at each of these short additions, which would slow down each answer.
+    // std::string would check its capacity for each of the short additions, which would delay the responses.
     std::vector<char> m_text;
     std::size_t m_size = 0;
 };
@@ -59,7 +59,7 @@ public:
     void append(std::string& text, const timespec& time);
 
 private:
-    /** The text of the latest second. On a busy server, most times are in the same second as the previous time. */
+    /** The text of the latest time up to its decimal point. On a busy server, successive times usually share it. */
     std::string m_second;
     std::optional<time_t> m_of;
 };

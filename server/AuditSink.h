@@ -19,12 +19,12 @@ public:
     AuditSink& operator=(const AuditSink&) = delete;
     virtual ~AuditSink() = default;
 
-    /** Returns the name of the sink in messages. */
+    /** Returns the name of the sink for messages: the path of the file, or "journal". */
     virtual std::string name() const = 0;
 
     /**
-     * Writes a line. When the function returns 0, the kernel has the whole line, which therefore remains if this
-     * process is killed.
+     * Writes a line. When the function returns 0, the kernel has the whole line. The line is therefore not lost if
+     * this process is killed.
      *
      * @param line a line with its line end. After a failure, the next call must pass the same line again.
      * @return 0, or the error number.

@@ -19,8 +19,8 @@ namespace {
 constexpr int on = 1;
 
 /**
- * The sizes of the socket buffers in bytes, which the kernel doubles. They limit the kernel memory of a client that
- * reads nothing.
+ * The sizes of the socket buffers in bytes, which the kernel doubles. The sizes limit the kernel memory that a client
+ * occupies if it does not read its responses.
  */
 constexpr int receiveBuffer = 64 * 1024;
 constexpr int sendBuffer = 128 * 1024;
@@ -29,13 +29,13 @@ void setOption(int descriptor, int level, int option, int value) {
     ::setsockopt(descriptor, level, option, &value, sizeof(value));
 }
 
-/** With these times, the server detects a vanished machine or network within a minute. */
+/** With these settings, the kernel ends the connection to an unreachable client after about 50 seconds. */
 constexpr int secondsUntilProbe = 20;
 constexpr int secondsBetweenProbes = 10;
 constexpr int maxProbes = 3;
 constexpr int millisecondsUntilGone = 1000 * (secondsUntilProbe + maxProbes * secondsBetweenProbes);
 
-/** Repeats a transfer that a signal interrupts, and returns the result of the transfer. */
+/** Repeats a transfer as long as signals interrupt it. Returns the result of the last attempt. */
 template <typename Transfer>
 ssize_t retryInterrupted(const Transfer& transfer) {
     ssize_t result = transfer();
@@ -47,7 +47,8 @@ ssize_t retryInterrupted(const Transfer& transfer) {
 
 } // namespace
 
-// Keep-alive probes detect a vanished client. With TCP_NODELAY, the kernel sends each response at once.
+// Keep-alive probes detect an unreachable client. With TCP_NODELAY, the kernel sends each response at once. The TCP
+// options fail for a local socket, which does not need them.
 ClientSocket::ClientSocket(int descriptor) : m_socket(descriptor) {
     setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, on);
     setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, secondsUntilProbe);

@@ -31,19 +31,18 @@ public:
      */
     bool receive(Rynvel::IMessage& message) const;
     /**
-     * Blocks until the kernel has taken the record. The kernel takes the record in one piece if the client reads its
-     * responses. Returns false if the connection has ended or timed out.
+     * Blocks until the kernel has accepted the whole record. Returns false if the connection has ended or timed out.
      */
     bool send(const Rynvel::IMessage& message) const;
 
-    /** Like send(), but pauses in the middle of the record. */
+    /** Like send(), but waits for `pause` in the middle of the record. Returns false also if pause() does. */
     bool sendInHalves(const Rynvel::IMessage& message, std::chrono::milliseconds pause) const;
-    /** Waits for this time. Returns false if the connection has ended. */
+    /** Waits for this time. Returns false at once after shutDown(), a reset of the connection or a signal. */
     bool pause(std::chrono::milliseconds duration) const;
 
     /**
-     * Sets the time-out for an idle connection during receive() or send(); 0 for no time-out. A record that
-     * has begun to arrive must be complete within the same time, and within 30 seconds at most.
+     * Sets the longest time for which receive() or send() waits for the client; 0 for no limit. After the first bytes
+     * of a record, the rest must arrive within the same time, and within 30 seconds at most.
      */
     void setIdleTimeout(std::chrono::milliseconds timeout);
 

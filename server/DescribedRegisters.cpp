@@ -55,7 +55,7 @@ std::uint64_t maskOf(const BitsList& list) {
                            [](std::uint64_t mask, const RegisterBits& bits) { return mask | bits.mask; });
 }
 
-/** Bits, each with the first description that was added for the bit. */
+/** The first description that was added for each bit. */
 class FirstDescriptions {
 public:
     void add(const RegisterBits& bits) {
@@ -85,7 +85,7 @@ private:
 
 bool isReadable(const RegisterBits& bits) { return Maps::isReadable(bits.access); }
 
-// A read does not show the bits that a write-only register stores.
+// Excludes write-only bits that a write only stores, because no read shows their values.
 bool isVisiblyWritable(const RegisterBits& bits) {
     return Maps::isWritable(bits.access) && (isReadable(bits) || bits.modifiedWrite != Maps::ModifiedWrite::Modify);
 }
@@ -104,7 +104,7 @@ Maps::Access accessOf(const RegisterBits& read, const RegisterBits& written) {
     return isWrittenOnce(written.access) ? Maps::Access::ReadWriteOnce : Maps::Access::ReadWrite;
 }
 
-/** Returns bits that are read as `read` describes, and written as `written` describes. */
+/** Returns the bits that are in both lists. A bit is read as `read` describes, and written as `written` describes. */
 BitsList combine(const BitsList& read, const BitsList& written) {
     BitsList combined;
     for (const RegisterBits& r : read) {
@@ -132,7 +132,7 @@ BitsList withoutOverlaps(const Descriptions& descriptions) {
     return combine(read.list(), written.list());
 }
 
-/** The bits of the registers of a device, by index. */
+/** The descriptions of the bits of a device, by the index of the register. */
 class BitsByIndex {
 public:
     explicit BitsByIndex(unsigned int width) : m_width(width) {}

@@ -19,13 +19,13 @@ using DescribedRegisters = std::map<std::uint64_t, SimulatedRegister>;
 
 /**
  * Returns the registers of a device with `width` bits for each register, from the description of a peripheral. The byte
- * at the lowest offset has the lowest bits. A field determines the access and the side effects of its bits. A register
- * determines the access and the side effects of the bits outside its fields.
+ * at the lowest offset contains the lowest bits. A field determines the access and the side effects of its bits. A
+ * register determines the access and the side effects of the bits outside its fields.
  *
  * If several descriptions contain a bit, the first readable description determines how the bit is read, and the first
- * writable description determines how the bit is written. A write-only description does not count if a write only
- * stores the bit, because a read cannot show the stored value. The description of bits outside fields comes last. It
- * does not count for a bit that a field, or a register without fields, makes readable.
+ * writable description determines how the bit is written. The function ignores a write-only description whose write
+ * only stores the bit, because a read cannot show the stored value. Descriptions of bits outside fields come last. The
+ * function ignores how such a description writes a bit that a field, or a register without fields, makes readable.
  */
 DescribedRegisters describedRegisters(const Maps::Peripheral& peripheral, unsigned int width);
 

@@ -13,12 +13,12 @@ namespace Rynveld {
 
 using AtomicCount = std::atomic<std::uint64_t>;
 
-/** Counts one event. The counters are independent of each other and of all other data. */
+/** Adds to a counter. The counters do not depend on each other or on other data, so the memory order is relaxed. */
 inline void count(AtomicCount& counter, std::uint64_t increment = 1) {
     counter.fetch_add(increment, std::memory_order_relaxed);
 }
 
-/** Counts the events of a device since the start of the server. Threads: any number may use the object at once. */
+/** The counters of a device since the start of the server. Threads: any number may use the object at once. */
 struct DeviceCounts {
     /** The interrupts that the server has received from the device. */
     AtomicCount interruptsReceived{0};

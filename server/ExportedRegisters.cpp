@@ -25,7 +25,7 @@ struct NameInDevice {
     std::string name;
 };
 
-/** Returns the texts before each dot of a name. */
+/** Returns the beginnings of a name that end before a dot, the shortest first. */
 std::vector<std::string> beginningsOf(const std::string& text) {
     std::vector<std::string> beginnings;
     for (auto dot = text.find('.'); dot != std::string::npos; dot = text.find('.', dot + 1)) {
@@ -74,7 +74,7 @@ void requireServed(const Policy& policy, const Rynvel::MemoryDevice& row) {
 Maps::DevicePeripheral descriptionOf(const std::string& device, Maps::MapCatalog& catalog) {
     const auto description = catalog.find(device);
     if (!description) {
-        refuseExport("no register map describes device '" + device + "' (--map names a register map)");
+        refuseExport("no register map describes device '" + device + "' (give the path of a register map with --map)");
     }
     Maps::requireByteAddresses(*description);
     return *description;
@@ -109,11 +109,11 @@ std::string obstacleTo(const Maps::NamedRegister& named, const Maps::DeviceRegis
     }
     return registers.wordOf(located).hasReadSideEffect
                ? "reading " + Maps::nameWithKind(located) +
-                     " has a side effect (metrics read their registers repeatedly)"
+                     " has a side effect (the server reads an exported register repeatedly)"
                : "";
 }
 
-/** Returns the register of a device among the exported registers, and adds the register if it is new. */
+/** Returns the element of `exported` for a register of a device. Adds the element first if necessary. */
 ExportedRegister& registerIn(std::vector<ExportedRegister>& exported, const Rynvel::MemoryDevice& row,
                              const Maps::LocatedRegister& located) {
     const auto found = std::find_if(exported.begin(), exported.end(), [&](const ExportedRegister& each) {
@@ -207,7 +207,7 @@ void ExportedRegisters::read(Entry& entry) {
     try {
         entry.value = valueOf(entry.exported);
     } catch (const std::exception&) {
-        // For instance, memory may be exhausted. The failure counts as a failed read of the device.
+        // For example, memory is exhausted. The exception counts as a failed read of the register.
     }
     entry.failures += entry.value ? 0U : 1U;
 }

@@ -21,14 +21,14 @@
 
 namespace Rynveld {
 
-/** A register of a served device. Metrics contain its value or the values of its fields. */
+/** A register of a served device. Metrics contain the value of the register, values of its fields, or both. */
 struct ExportedRegister {
     std::string device;
-    /** The name of the register with the names of the clusters around it. */
+    /** The name of the register after the names of its clusters, such as `CLUSTER.REGISTER`. */
     std::string name;
-    /** The address in the unit of the device. */
+    /** The address of the word of the device that contains the register, in the unit of the device. */
     std::uint32_t address = 0;
-    /** The bits of the register in its word. */
+    /** The mask of the bits of the word that belong to the register. */
     std::uint32_t bits = 0;
     bool isWholeExported = false;
     std::vector<Maps::Field> fields;
@@ -38,15 +38,15 @@ struct ExportedRegister {
  * Returns the registers and fields that names select. Each register occurs once.
  *
  * @param names `DEVICE.REGISTER` or `DEVICE.REGISTER.FIELD`, with the names of a register map.
- * @throws std::invalid_argument if a name is unknown, if the policy does not allow the device, if the register or field
- * cannot be read, or if reading it has a side effect.
+ * @throws std::invalid_argument if a name is unknown, if the device is not served, if no register map describes the
+ * device, if the register or field cannot be read, or if reading it has a side effect.
  * @throws Maps::UnusableMap if a map cannot be used.
  */
 std::vector<ExportedRegister> findExportedRegisters(const std::vector<std::string>& names, Maps::MapCatalog& catalog,
                                                     const Policy& policy);
 
 /**
- * Reads registers for metrics. Reads each register at most once in a period, and otherwise uses the result of the last
+ * Reads registers for metrics. Reads each register at most once per `period`, and otherwise uses the result of the last
  * read. Threads: one at a time.
  */
 class ExportedRegisters {
@@ -58,7 +58,10 @@ public:
     /** @param devices must outlive this object. */
     ExportedRegisters(const std::vector<ExportedRegister>& registers, ServedDevices& devices);
 
-    /** Adds a sample for each register and field whose last read has succeeded. */
+    /**
+     * Reads the registers whose last read is at least a period old. Adds a sample for each register and field whose
+     * last read has succeeded, and the numbers of reads and of failed reads of each register.
+     */
     void writeTo(MetricText& text, Time now = std::chrono::steady_clock::now());
 
 private:

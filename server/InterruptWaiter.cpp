@@ -180,8 +180,8 @@ bool InterruptWaiter::prepareToWait() {
     return isEnabled;
 }
 
-// Waits in poll(), which stop() ends without a trace. If stop() ended receive() instead, a trace would report a failure
-// of the device.
+// Waits in poll(), which stop() ends without a trace. If a signal from stop() ended receive() instead, the library
+// would trace a failure of the device.
 bool InterruptWaiter::waitForReadiness() {
     std::array<pollfd, 2> awaited{{{m_device.getNativeHandle(), POLLIN, 0}, {m_wakeUp.number(), POLLIN, 0}}};
     while (::poll(awaited.data(), awaited.size(), -1) < 0) {
@@ -276,7 +276,7 @@ void InterruptWaiter::traceLoss(const Peer& peer) {
 }
 
 // If the device has failed, ends the armed connections, so that their clients do not wait for further interrupts. If
-// another thread arms a connection at the same time, that connection either ends, too, or arm() starts a new thread.
+// another thread arms a connection at the same time, either that connection ends, too, or arm() starts a new thread.
 void InterruptWaiter::finish() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (!m_stopping) {

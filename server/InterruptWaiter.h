@@ -28,9 +28,9 @@ namespace Rynveld {
  * word to all armed connections.
  *
  * If waiting enables the interrupt, the next wait begins when a client enables the interrupt, or after a hold-off time.
- * The object therefore does not continuously report a source that stays active until a client clears it. An interrupt
- * that a client has disabled stays disabled until a client enables it, or until the last connection is disarmed and
- * a connection is armed again.
+ * A source that stays active until a client clears it therefore does not cause a continuous stream of interrupts. An
+ * interrupt that a client has disabled stays disabled until a client enables it, or until the last connection is
+ * disarmed and a connection is armed again.
  *
  * Call installWakeUpHandler() first. Threads: any number may call arm(), startDelivery(), disarm(), enable() and
  * disable() at once.
@@ -65,7 +65,7 @@ public:
     bool disable();
 
 private:
-    /** What the clients have requested last. Enabled applies until the next interrupt. */
+    /** The latest request of a client to enable or disable the interrupt. Enabled applies until the next interrupt. */
     enum class RequestedState { None, Enabled, Disabled };
 
     /** An armed connection. */
@@ -77,7 +77,8 @@ private:
         std::vector<unsigned long> queued;
     };
 
-    /** Sends or queues an interrupt word. Returns false if the word is lost. */
+    /** Sends or queues an interrupt word. Returns false if the queue or the socket buffer is full, so the word is lost.
+     */
     bool deliver(Receiver& receiver, unsigned long word);
     static void traceLoss(const Peer& peer);
     void traceFailure();
@@ -105,7 +106,7 @@ private:
     /** Readable when the thread must stop. Not open before the first start of the thread. */
     Common::Descriptor m_wakeUp;
 
-    /** Locked while the device enables or disables its interrupt, which may take a long time. */
+    /** Guards m_requestedState. Also locked while the device enables or disables its interrupt, which may take long. */
     std::mutex m_enableMutex;
     std::condition_variable m_requestedStateChanged;
     RequestedState m_requestedState = RequestedState::None;
@@ -113,7 +114,8 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_hasEnded;
     std::list<Receiver> m_receivers;
-    /** Whether the thread has finished its work. Changes under m_mutex, except before the thread starts. */
+    /** Whether the thread has finished its work. Changes only while m_mutex is locked, except before the thread starts.
+     */
     std::atomic<bool> m_ended{false};
     std::atomic<bool> m_stopping{false};
     /** Whether the thread may block in the device, where only a signal interrupts the thread. */

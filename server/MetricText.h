@@ -32,7 +32,7 @@ public:
     /**
      * Adds a sample whose name is that of the last metric with a suffix, such as "_sum".
      *
-     * @param value a number in the notation of C.
+     * @param value the text of a number in C notation.
      */
     void addSample(const std::string& suffix, const Labels& labels, const std::string& value);
 

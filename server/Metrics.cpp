@@ -11,7 +11,7 @@ namespace {
 /** A bucket of a histogram. */
 struct Bucket {
     std::chrono::nanoseconds highest;
-    /** The highest duration in seconds. */
+    /** `highest` in seconds, as the value of the label `le`. */
     const char* text;
 };
 
@@ -65,7 +65,6 @@ void Metrics::countAnswer(Rynvel::RequestData::Type type, bool isSuccessful, std
     count(m_nanoseconds, static_cast<std::uint64_t>(duration.count()));
 }
 
-// A counter of unsigned integers can also count down.
 void Metrics::moveConnection(std::optional<State> from, std::optional<State> to) {
     if (to) {
         count(m_connections.at(static_cast<std::size_t>(*to)));

@@ -34,14 +34,14 @@ public:
     enum class Refused { Connection, Request, Protocol };
 
     void countAccepted() { count(m_accepted); }
-    /** @param reason a literal. */
+    /** @param reason a string literal, because the object keeps the pointer. */
     void countRefusal(Refused kind, const char* reason);
     void countReceived(std::size_t bytes) { count(m_received, bytes); }
     void countSent(std::size_t bytes) { count(m_sent, bytes); }
     /** Counts an answered request. @param duration the time from the arrival of the request until the answer is ready.
      */
     void countAnswer(Rynvel::RequestData::Type type, bool isSuccessful, std::chrono::nanoseconds duration);
-    /** Moves a connection from one state to another; none before its first and after its last state. */
+    /** Moves a connection to another state. `from` is empty for a new connection, and `to` for one that has ended. */
     void moveConnection(std::optional<State> from, std::optional<State> to);
 
     void writeTo(MetricText& text) const;
@@ -61,7 +61,7 @@ private:
     std::array<AtomicCount, 3> m_connections{};
     /** The successful and the refused requests of each type. */
     std::array<std::array<AtomicCount, 2>, types> m_requests{};
-    /** The answers whose duration is at most that of the bucket, and above that of the previous bucket. */
+    /** The number of answers in each bucket, without those of the buckets before it. */
     std::array<AtomicCount, buckets> m_durations{};
     AtomicCount m_nanoseconds{0};
     mutable std::mutex m_mutex;
@@ -77,11 +77,15 @@ public:
     ConnectionMetrics& operator=(const ConnectionMetrics&) = delete;
     ~ConnectionMetrics();
 
-    /** A request of this size has arrived. Its duration begins. */
+    /** Counts a request of this size in bytes, and stores the time of its arrival. */
     void countRequest(std::size_t size);
-    /** The connection sends something that is not a request. @param reason a literal. */
+    /** Counts a violation of the protocol by the client. @param reason a string literal. */
     void countProtocolError(const char* reason);
-    /** The answer to the last request is ready. @param refusal a literal; ignored if the answer is a success. */
+    /**
+     * Counts the answer to the last request. Call this function when the answer is ready.
+     *
+     * @param refusal the reason as a string literal; ignored if the answer reports success.
+     */
     void countAnswer(Rynvel::RequestData::Type type, const Rynvel::Response& response, const char* refusal);
     void setState(Metrics::State state);
 

@@ -26,7 +26,7 @@ void lowerPriority() {
     ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), lower);
 }
 
-/** The line of a request that says what the client wants. */
+/** The request line of an HTTP request. `path` has no query. `isHttp` is true for the versions HTTP/1.x. */
 struct RequestLine {
     std::string method;
     std::string path;
@@ -87,7 +87,8 @@ void MetricsServer::allow(Networks networks) {
     asio::post(m_io, [this, networks = std::move(networks)] { m_allowed = networks; });
 }
 
-// The operation of a device may block, so the thread may need a signal to end. Most operations end within milliseconds.
+// The thread may block in a device operation, which only a signal ends. Most operations end within milliseconds, so the
+// function sends the first signal after 300 ms.
 void MetricsServer::stop() {
     using namespace std::chrono_literals;
     m_io.stop();
@@ -110,13 +111,13 @@ void MetricsServer::accept() {
             retryAccept();
             return;
         }
-        // Comes first, because admit() may throw.
+        // Accepts the next connection first, because admit() may throw.
         accept();
         admit(std::move(socket));
     });
 }
 
-// An error usually means that the system has no descriptors or no memory left.
+// An error usually means that the system has no descriptors or no memory left. Tries again after 100 ms.
 void MetricsServer::retryAccept() {
     m_retryTimer.expires_after(std::chrono::milliseconds(100));
     m_retryTimer.async_wait([this](const std::error_code& /*error*/) { accept(); });
@@ -132,7 +133,7 @@ void MetricsServer::admit(Socket socket) {
     const auto connection = std::make_shared<Connection>(std::move(socket));
     m_connections.push_back(connection);
     connection->deadline.expires_after(timeout);
-    // The timer does not keep the connection alive.
+    // The handler holds only a weak pointer, because the timer must not keep the connection alive.
     connection->deadline.async_wait([weak = std::weak_ptr<Connection>(connection)](const std::error_code& canceled) {
         const auto late = weak.lock();
         if (!canceled && late) {

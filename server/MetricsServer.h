@@ -27,14 +27,15 @@
 namespace Rynveld {
 
 /**
- * Answers GET and HEAD requests for /metrics, in a thread of its own. The thread makes the text, which may read
- * registers of slow devices, and has a low priority. Requests for metrics therefore do not delay register requests.
+ * Answers GET and HEAD requests for /metrics, in a thread of its own. The thread has a low priority, and also creates
+ * the text of the metrics, which may require reads from slow devices. Requests for metrics therefore do not delay
+ * register requests.
  *
- * A connection carries one request. If there are too many connections, the oldest one ends: clients that are silent or
- * slow cannot keep others away.
+ * A connection carries one request. When `maxConnections` connections exist, a new connection ends the oldest one, so
+ * silent or slow clients do not block other clients.
  */
-// The server library of Debian's prometheus-cpp is not used. It blocks a thread for each connection, so two clients
-// that are silent delay the next answer by 30 seconds.
+// This class does not use the HTTP server of prometheus-cpp in Debian, which blocks a thread for each connection: two
+// silent clients delay the next answer by 30 seconds.
 class MetricsServer {
 public:
     using Networks = std::vector<asio::ip::network_v4>;
@@ -44,7 +45,7 @@ public:
     static constexpr std::chrono::seconds timeout{10};
 
     /**
-     * Starts to listen. Answers after start().
+     * Starts to listen. The server answers requests only after start().
      *
      * @param allowed the networks from which clients may connect; empty for all networks.
      * @param text returns the metrics. The thread of this object calls the function.
@@ -68,7 +69,7 @@ public:
 private:
     using Socket = asio::ip::tcp::socket;
 
-    /** A connection of a client. It lives until it has no operations left. */
+    /** A connection of a client. The object exists until its last asynchronous operation has ended. */
     struct Connection {
         explicit Connection(Socket connected) : socket(std::move(connected)), deadline(socket.get_executor()) {}
 
@@ -94,7 +95,7 @@ private:
     asio::steady_timer m_retryTimer;
     Networks m_allowed;
     const std::function<std::string()> m_text;
-    /** The connections that may have operations, in the order in which they began. */
+    /** The connections, the oldest first. Some of them may have ended. */
     std::list<std::weak_ptr<Connection>> m_connections;
     std::atomic<bool> m_hasEnded{false};
     std::thread m_thread;

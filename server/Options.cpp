@@ -38,7 +38,7 @@ constexpr const char* footer =
 /** The value of --metrics for a server without metrics. */
 constexpr const char* noMetrics = "off";
 
-/** The option values before their conversion. */
+/** The values of the options before their conversion, as text. */
 struct RawOptions {
     std::string listen = "127.0.0.1:" + std::to_string(Common::defaultPort);
     std::string socketMode;
@@ -73,7 +73,7 @@ std::uint32_t parseUnsigned(const std::string& text, std::uint32_t highest, cons
     return *number;
 }
 
-/** @throws std::invalid_argument with `message` for a text that is not a port. */
+/** @throws std::invalid_argument with `message` for a text that is not a port, and for a number with a leading zero. */
 std::uint16_t parsePort(const std::string& option, const std::string& port, const std::string& message) {
     const auto number = parseUnsigned(port, UINT16_MAX, message);
     const std::string_view hint = Common::withoutLeadingZeros(port);
@@ -119,7 +119,8 @@ constexpr unsigned int octal = 8;
 mode_t parseMode(const std::string& text) {
     const bool isOctal = text.find_first_not_of("01234567") == std::string::npos;
     if (!isOctal || text.size() < 3 || text.size() > 4 || std::stoul(text, nullptr, octal) > 0777) {
-        fail("--socket-mode: '" + text + "' is not the mode of a socket (for example 660)");
+        fail("--socket-mode: '" + text +
+             "' is not a file mode (use 3 or 4 octal digits, at most 0777, for example 660)");
     }
     return static_cast<mode_t>(std::stoul(text, nullptr, octal));
 }
@@ -127,7 +128,7 @@ mode_t parseMode(const std::string& text) {
 gid_t parseGroup(const std::string& text) {
     const group* const found = ::getgrnam(text.c_str());
     if (found == nullptr) {
-        fail("--socket-group: unknown group '" + text + "' (the file /etc/group lists the groups)");
+        fail("--socket-group: unknown group '" + text + "' ('getent group' lists the groups)");
     }
     return found->gr_gid;
 }
@@ -164,7 +165,7 @@ asio::ip::network_v4 parseNetwork(const std::string& text) {
     const std::uint32_t bits = parseUnsigned(length, longest, message);
     asio::error_code error;
     const auto address = asio::ip::make_address_v4(text.substr(0, slash), error);
-    // Refuses a leading zero, which could mean an octal number. The address does not allow a leading zero either.
+    // Refuses a leading zero, which could mean an octal number. make_address_v4() refuses one in the address, too.
     if (error || length != std::to_string(bits)) {
         fail(message);
     }
@@ -205,7 +206,7 @@ void addMap(Policy& policy, const std::string& path) {
     try {
         if (!policy.descriptions.add(path, servedNames(policy))) {
             fail("--map: '" + path +
-                 "' does not describe any served device (a peripheral has the name of its device, for example "
+                 "' does not describe any served device (a peripheral needs the name of its device, for example "
                  "traf_top for traf.top)");
         }
     } catch (const Maps::UnusableMap& problem) {
@@ -389,8 +390,8 @@ void addOptions(const Common::Command& program, RawOptions& raw, Options& option
         .addOption(
             "--map", "FILE", raw.maps,
             "with --simulate: make the registers behave as the register maps in this file or folder describe; with "
-            "--audit-old: do not read the registers whose reading has a side effect; with --export: search for the "
-            "names in these maps; may be repeated")
+            "--audit-old: do not read registers that are write-only or whose reading has a side effect; with --export: "
+            "search for the names in these maps; may be repeated")
         .takeOneValue();
     program
         .addOption("--interrupt-every", "NAME=TIME", raw.interruptPeriods,
@@ -453,7 +454,7 @@ void parse(const Words& words, RawOptions& raw, Options& options) {
     }
 }
 
-/** Returns the options of a command line and of the first lines of a file. */
+/** Returns the options of a command line and of the first `count` lines of a file. */
 Options optionsOf(const Words& commandLine, const OptionsLines& lines, std::size_t count) {
     Words words = commandLine;
     for (std::size_t i = 0; i < count; ++i) {
@@ -467,7 +468,7 @@ Options optionsOf(const Words& commandLine, const OptionsLines& lines, std::size
     return options;
 }
 
-/** Returns whether the command line with the first lines of a file fails with this message. */
+/** Returns whether parsing the command line and the first `count` lines of a file fails with this message. */
 bool failsWith(const std::string& message, const Words& commandLine, const OptionsLines& lines, std::size_t count) {
     try {
         optionsOf(commandLine, lines, count);
@@ -481,7 +482,7 @@ std::string position(const std::string& file, const OptionsLine& line) {
     return file + ':' + std::to_string(line.number) + ": ";
 }
 
-// Finds the wrong line by trial: the message appears when the line is added to those before it.
+// Finds the wrong line: the first line that, together with the lines before it, causes the message.
 Options optionsOf(const Words& commandLine, const std::string& file, const OptionsLines& lines) {
     try {
         return optionsOf(commandLine, lines, lines.size());
@@ -494,7 +495,7 @@ Options optionsOf(const Words& commandLine, const std::string& file, const Optio
     }
 }
 
-/** Returns the position of the last line that has an option; the file itself if no line has it. */
+/** Returns the beginning of a message: FILE:LINE of the last line with an option, or FILE if no line has the option. */
 std::string lastLineWith(const std::string& option, const std::string& file, const OptionsLines& lines) {
     const auto line = std::find_if(lines.rbegin(), lines.rend(), [&](const OptionsLine& each) {
         return each.word.substr(0, each.word.find('=')) == option;

@@ -51,11 +51,11 @@ struct Options {
     /** The registers that the metrics contain. */
     std::vector<ExportedRegister> exported;
     AuditOptions audit;
-    /** The file with further options; empty if there is none. */
+    /** The path of the file with further options; empty if there is none. */
     std::string file;
     /** The words of the command line. */
     std::vector<std::string> commandLine;
-    /** The texts of the options that cannot change while the server runs, by the name of the option. */
+    /** The values of the options that cannot change while the server runs, as text, by the name of the option. */
     std::map<std::string, std::vector<std::string>> fixed;
 };
 
@@ -74,9 +74,9 @@ struct InfoRequested {
 Options parseOptions(int argc, const char* const* argv);
 
 /**
- * Reads the file of the options again, and returns the new options.
+ * Reads the options file of `running` again, and returns the new options.
  *
- * @throws std::invalid_argument as parseOptions() does, and if an option has changed that cannot change while the
+ * @throws std::invalid_argument as parseOptions() does, and if the file changes an option that cannot change while the
  * server runs.
  */
 Options reloadedOptions(const Options& running);

@@ -18,7 +18,7 @@ constexpr const char* whiteSpace = " \t\r";
 
 std::string contentsOf(const std::string& path) {
     struct stat status {};
-    // Waiting for the writer of a pipe would stop the server.
+    // Opening a named pipe would block the server until a writer opens the pipe.
     if (::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode)) {
         throw std::invalid_argument(path + ": the file is a pipe (give a regular file)");
     }

@@ -22,7 +22,7 @@ using OptionsLines = std::vector<OptionsLine>;
 
 /**
  * Returns the options of a file. A line has the form "NAME VALUE", "--NAME=VALUE" or "NAME". "#" at the beginning of a
- * line or after white space begins a comment. Empty lines do not matter.
+ * line or after white space begins a comment. Empty lines are ignored.
  *
  * @throws std::invalid_argument if the file cannot be read, or if a line is not an option that a file may contain.
  * what() begins with the path, and with the number of the line if there is one.

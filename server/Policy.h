@@ -30,7 +30,7 @@ struct Policy {
     std::set<std::uint32_t> ioctls;
     /** Whether the server serves simulated devices in memory instead of the devices of this machine. */
     bool simulate = false;
-    /** How the registers of simulated devices behave. */
+    /** The register maps: how simulated registers behave, and which registers the audit must not read. */
     DevicePeripherals descriptions;
     /** The faults to simulate. */
     std::vector<Fault> faults;

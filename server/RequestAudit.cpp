@@ -17,11 +17,11 @@ namespace {
 
 struct Operation {
     const char* name;
-    /** The width of the registers; 0 if the operation does not access registers. */
+    /** The width of the registers in bits; 0 if the operation does not access registers. */
     unsigned int width;
 };
 
-/** Returns the operation of a type, which accepts() has checked. */
+/** Returns the operation of a request type. RequestHandler::accepts() must have accepted the type. */
 const Operation& operationOf(Type type) {
     static constexpr std::array<Operation, 14> operations{{{"open", 0},
                                                            {"close", 0},
@@ -83,8 +83,8 @@ RequestAudit::RequestAudit(const AuditContext& context, const Peer& peer)
     : m_context(context),
       m_client(isOn() ? clientOf(peer).add("connection", context.audit->nextConnection()).members() : "") {}
 
-// A request for interrupts may wait for an interrupt, and the interrupt may need a write. An ioctl request may take any
-// time. Therefore, neither of them delays writes.
+// Enabling or disabling the interrupt may block until an interrupt arrives, which may require a write. An ioctl request
+// may block for any time. Writes therefore do not wait for these requests.
 std::unique_lock<std::mutex> RequestAudit::keepOrder(const Request& request, ServedDevice* device) {
     if (device != nullptr && isWrite(request.getType())) {
         return std::unique_lock<std::mutex>(device->writeOrder());
@@ -159,7 +159,7 @@ void RequestAudit::addWrite(const Request& request, bool isDone) {
     }
 }
 
-// A client usually sends similar requests one after the other.
+// Reuses the beginning of the previous line, because successive requests usually have the same type and device.
 AuditLine& RequestAudit::beginLine(Type type, const std::string& name) {
     if (type != m_typeOfBeginning || name != m_nameOfBeginning) {
         const Operation& operation = operationOf(type);

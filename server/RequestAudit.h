@@ -22,19 +22,19 @@
 
 namespace Rynveld {
 
-/** The audit of a server, and what it contains. */
+/** The audit of a server, and what its lines contain. */
 struct AuditContext {
     /** Null if the server has no audit. */
     Audit* audit = nullptr;
-    /** Whether a line contains the values before and after a write. */
+    /** Whether the line of a write contains the values of the registers before and after the write. */
     bool withOldValues = false;
 };
 
-/** Returns the members of a line that name the client. */
+/** Returns the members of a line that identify the client. */
 AuditLine clientOf(const Peer& peer);
 
 /**
- * Records the requests of one connection. A request is recorded if it opens or changes a device, and if it is refused.
+ * Records the requests of one connection that open or change a device, and those that the server refuses.
  * Threads: one at a time.
  */
 class RequestAudit {
@@ -43,13 +43,21 @@ public:
 
     bool isOn() const { return m_context.audit != nullptr; }
 
-    /** Keeps the lines of a device in the order of its operations, until the result is destroyed. */
+    /**
+     * Locks a mutex of the device for a write, or for a request that enables or disables the interrupt. Keep the lock
+     * until the line is recorded, so that the lines are in the order of the operations. Locks nothing for any other
+     * request.
+     */
     static std::unique_lock<std::mutex> keepOrder(const Rynvel::Request& request, ServedDevice* device);
 
-    /** Returns whether the request may be carried out: it changes no device, or the audit can be written. */
+    /** Returns whether the server may carry out the request: it does not change a device, or the audit permits changes.
+     */
     bool permits(const Rynvel::Request& request);
 
-    /** Reads the registers that a write changes. Call it before the write. */
+    /**
+     * Reads the registers that a write changes, if the audit records old values and the register map allows the read.
+     * Call this function before the write.
+     */
     void beforeWrite(ServedDevice& device, const std::string& name, const Rynvel::Request& request,
                      const Policy& policy);
 
@@ -60,7 +68,7 @@ public:
      */
     bool record(const Rynvel::Request& request, const Rynvel::Response& response, const char* refusal);
 
-    /** Records that the connection ends because the client does not follow the protocol. */
+    /** Records that the server ends the connection because the client does not follow the protocol. */
     void recordProtocolError(const char* reason);
 
 private:
@@ -76,7 +84,7 @@ private:
 
     /** The line of the current request. */
     AuditLine m_line;
-    /** The members that the lines of one type of request and one device share. */
+    /** The members that all lines for m_typeOfBeginning and m_nameOfBeginning share. */
     std::string m_beginning;
     std::optional<Rynvel::RequestData::Type> m_typeOfBeginning;
     std::string m_nameOfBeginning;

@@ -300,7 +300,7 @@ RequestHandler::Refusal RequestHandler::enableInterrupt() { return refusalUnless
 
 RequestHandler::Refusal RequestHandler::disableInterrupt() { return refusalUnless(m_device->waiter().disable()); }
 
-// The session arms the connection after this check.
+// Only checks the device. The session arms the connection afterwards.
 RequestHandler::Refusal RequestHandler::waitForInterrupt() {
     return m_device->hasInterrupts() ? nullptr : "the device has no interrupts";
 }

@@ -26,7 +26,7 @@ std::string printableAscii(std::string text);
 
 /**
  * Handles the requests of one connection, whatever they contain. If a request cannot be carried out, answers with Error
- * and traces the reason. docs/protocol.md has the rules. Threads: one at a time.
+ * and traces the reason. docs/protocol.md defines the rules. Threads: one at a time.
  */
 class RequestHandler {
 public:
@@ -40,11 +40,10 @@ public:
     bool accepts(const Rynvel::Request& request);
     /** Carries out a request that accepts() has accepted, and returns the response. */
     Rynvel::Response handle(const Rynvel::Request& request);
-    /** Records and traces the reason, and returns a response with Error. */
+    /** Refuses a request: records and traces the reason, and returns a response with Error. */
     Rynvel::Response recordAndRefuse(const Rynvel::Request& request, const char* reason);
 
-    /** Returns the reason, a literal, for which accepts(), handle() or refuse() last refused something; null at first.
-     */
+    /** Returns the reason of the last refusal, a string literal; null if this object has not refused a request. */
     const char* refusal() const { return m_refusal; }
 
     /** Releases the device that this connection has opened, if any. */

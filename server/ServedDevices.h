@@ -41,8 +41,8 @@ public:
     const Common::DeviceTypeInfo& type() const { return m_type; }
 
     /**
-     * While the server has an audit, locked during a write until its line is written. The lines of the writes are
-     * therefore in the order of the writes.
+     * If the server has an audit, locked from the beginning of a write until the audit contains the line of the write.
+     * The lines are therefore in the order of the writes.
      */
     std::mutex& writeOrder() { return m_writeOrder; }
     /**
@@ -61,7 +61,7 @@ private:
     InterruptWaiter m_waiter;
 };
 
-/** Returns the type of a device that the server can serve; null for a remote device, which its own server serves. */
+/** Returns the type of a device; null if the server cannot serve the type, as for a remote device. */
 const Common::DeviceTypeInfo* servableType(const Rynvel::MemoryDevice& row);
 
 /** Returns whether clients can open the device of a table row under the policy. */
@@ -84,7 +84,7 @@ public:
      */
     std::shared_ptr<ServedDevice> open(const std::string& name, std::string& reason);
 
-    /** Adds the counters of all served devices. */
+    /** Adds the counters of all served devices to the metrics. */
     void writeMetricsTo(MetricText& text);
 
 private:

@@ -72,7 +72,10 @@ std::string nameOf(const Endpoint& endpoint, int socket) {
     return "process " + std::to_string(process.pid) + " of user " + std::to_string(process.uid);
 }
 
-/** Returns the host to which a connection belongs. All addresses that one host can choose freely count as one host. */
+/**
+ * Returns the host of a connection: the user of a local socket, an IPv4 address, or the /64 network of an IPv6 address.
+ * Addresses from which one host can choose freely, such as those of 127.0.0.0/8, count as one host.
+ */
 std::string hostOf(const Endpoint& endpoint, int socket) {
     if (isLocal(endpoint)) {
         return "user " + std::to_string(processAt(socket).uid);
@@ -94,8 +97,8 @@ Peer peerOf(const Endpoint& endpoint, int socket, TraceLimit& limit) {
 }
 
 /**
- * Sets the stack size of new threads to 1 MiB, so that hundreds of threads fit into a 32-bit address space. The thread
- * sanitizer makes stack frames large, and does not allow a smaller size.
+ * Sets the stack size of new threads to 1 MiB, so that hundreds of threads fit into a 32-bit address space. The size
+ * must not be smaller, because ThreadSanitizer enlarges stack frames.
  */
 void useSmallStacks() {
     constexpr std::size_t stackSize = std::size_t{1024} * 1024;
@@ -107,8 +110,9 @@ void useSmallStacks() {
 }
 
 /**
- * Returns a descriptor that is readable when SIGTERM, SIGINT or SIGHUP arrives. Blocks these signals for the threads
- * that are created later. The server therefore needs no signal handler, which may call only few functions.
+ * Returns a descriptor that is readable when SIGTERM, SIGINT or SIGHUP arrives. Blocks these signals in the calling
+ * thread, and in the threads that it creates later. The server therefore does not need a signal handler, which may call
+ * only async-signal-safe functions.
  */
 int handledSignals() {
     sigset_t signals;
@@ -271,14 +275,14 @@ void Server::reloadOptions() {
         if (m_metricsServer) {
             m_metricsServer->allow(m_options.allowed);
         }
-        writeMessage(m_options.file + ": the new options are in force");
+        writeMessage(m_options.file + ": the new options are in effect");
     } catch (const std::exception& problem) {
-        writeMessage(problem.what() + std::string(" (the old options stay in force)"));
+        writeMessage(problem.what() + std::string(" (the old options stay in effect)"));
     }
 }
 
-// The thread that accepts clients sends the message. If this thread is stuck, the service manager receives no message,
-// and restarts the server.
+// Sends the watchdog message from the thread that accepts clients. If this thread is stuck, the service manager does
+// not receive a message, and restarts the server.
 void Server::scheduleWatchdog() {
     const auto period = watchdogPeriod();
     if (!period) {
@@ -311,7 +315,7 @@ void Server::accept(Listener& listener) {
     });
 }
 
-// An error usually means that the system has no descriptors or no memory left. The server tries again later.
+// An error usually means that the system has no descriptors or no memory left. The server tries again after 100 ms.
 void Server::retryAccept(Listener& listener, const std::error_code& reason) {
     RYNVELD_TRACE_LIMITED((Peer{"", "", m_traceLimit}), failure, "accept", "Cannot accept clients: ", reason.message(),
                           ".");
@@ -345,8 +349,8 @@ void Server::admit(Socket socket, const Endpoint& endpoint) {
                "its host has reached the connection limit (" + std::to_string(m_options.maxConnectionsPerHost) + ')');
     } else {
         RYNVELD_TRACE(detail, "Client ", peer.name, " connected.");
-        // The session reads the socket in its own thread. If the event loop waited for the socket, every record would
-        // also wake up the thread of the event loop.
+        // Removes the socket from the event loop, because the session reads the socket in its own thread. Otherwise,
+        // every record would also wake up the thread of the event loop.
         serve(socket.release(), peer);
     }
 }
@@ -356,7 +360,7 @@ std::size_t Server::connectionsOf(const std::string& host) const {
         std::count_if(m_clients.begin(), m_clients.end(), [&](const Client& client) { return client.host == host; }));
 }
 
-// The permissions of the socket file determine who may use a local socket.
+// --allow does not apply to a local socket: the permissions of the socket file determine who may connect.
 bool Server::isAllowed(const Endpoint& endpoint) const {
     return isLocal(endpoint) || Rynveld::isAllowed(m_options.allowed, tcpEndpointOf(endpoint).address());
 }
@@ -456,7 +460,7 @@ void Server::stop() {
     }
 }
 
-// Most device operations end within milliseconds. Interrupts only operations that take longer than 300 ms.
+// Most device operations end within milliseconds. Interrupts only those that still run 300 ms after this call.
 void Server::waitForClients() {
     using namespace std::chrono_literals;
     const auto begin = std::chrono::steady_clock::now();

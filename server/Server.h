@@ -40,10 +40,11 @@ namespace Rynveld {
 class Server {
 public:
     /**
-     * Starts to listen. From then on, clients can connect.
+     * Starts to listen. From then on, clients can connect; run() serves them.
      *
      * @throws std::system_error if the server cannot listen. The text names the address.
-     * @throws std::runtime_error as activationSockets() and makeAudit() do.
+     * @throws std::runtime_error as activationSockets() and makeAudit() do, and if the service manager passes sockets
+     * while the options name a local socket.
      */
     explicit Server(Options options);
     Server(const Server&) = delete;
@@ -59,7 +60,7 @@ public:
      * Serves clients until SIGTERM or SIGINT. The destructor then interrupts the device operations that are in
      * progress. The destructor waits for operations that cannot be interrupted, and traces them after a second.
      *
-     * SIGHUP reads the file of the options and opens the file of the audit again.
+     * On SIGHUP, reads the options file again, and opens the file of the audit again.
      *
      * @throws std::runtime_error if the server has stopped because the audit cannot be written.
      */
@@ -134,11 +135,11 @@ private:
     std::list<InterruptTimer> m_interruptTimers;
     asio::steady_timer m_suppressedTimer;
     asio::steady_timer m_watchdogTimer;
-    /** None if the server has no metrics. The sessions count in this object, so it must outlive the sessions. */
+    /** None if the server has no metrics. The sessions use this object, so it must outlive m_clients. */
     std::optional<Metrics> m_metrics;
     ExportedRegisters m_exportedRegisters;
     Clients m_clients;
-    /** The last member, so its thread ends before the other members. */
+    /** Must be the last member, so that its thread ends before the other members are destroyed. */
     std::optional<MetricsServer> m_metricsServer;
 };
 

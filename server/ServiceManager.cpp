@@ -69,7 +69,7 @@ int parseSocketCount(const std::string& text) {
     return static_cast<int>(*count);
 }
 
-/** Returns a decimal number above 0; empty for any other text. */
+/** Returns a decimal number above 0 with at most 18 digits; empty for any other text. */
 std::optional<std::uint64_t> parsePositive(const std::string& text) {
     constexpr std::size_t mostNumberDigits = 18;
     const bool isNumber = !text.empty() && text.size() <= mostNumberDigits &&
@@ -109,7 +109,7 @@ void notifyServiceManager(const std::string& state) {
     }
 }
 
-// sd_notify(3) asks for the time of the monotonic clock, which orders the message and the signal.
+// sd_notify(3) requires the monotonic time, which shows whether the message is newer than the signal.
 std::string reloadingState() {
     timespec now{};
     ::clock_gettime(CLOCK_MONOTONIC, &now);

@@ -24,7 +24,7 @@ std::vector<int> activationSockets();
 /** Sends a state such as "READY=1" to the service manager. Does nothing if there is no service manager. */
 void notifyServiceManager(const std::string& state);
 
-/** Returns the state that announces that the service reads its options again. READY=1 must follow. */
+/** Returns the state that announces a reload of the options. Send "READY=1" after the reload. */
 std::string reloadingState();
 
 /**

@@ -68,7 +68,7 @@ private:
 
     std::atomic<bool> m_stopped{false};
     mutable std::mutex m_mutex;
-    /** The name of the device that is open or is being opened. */
+    /** The name of the device that is being opened; otherwise, of the device that the connection opened last. */
     std::string m_deviceName;
 };
 

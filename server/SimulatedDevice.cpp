@@ -107,7 +107,7 @@ public:
         });
     }
 
-    /** Stores 4, as a UIO device does. */
+    /** Stores 4, the interrupt type of a UIO device. Returns false if the device has no interrupts. */
     bool getInterruptType(unsigned long* type) override {
         if (m_interrupt) {
             *type = 4;

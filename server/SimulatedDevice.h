@@ -27,8 +27,8 @@ constexpr std::uint32_t simulatedSize = 4096;
 
 /**
  * The interrupt of a simulated device. An interrupt that is raised while interrupts are disabled stays pending until
- * enable(). descriptor() is readable while receive() has an interrupt to receive. As in hardware, an interrupt that
- * was not received is lost when the next interrupt replaces it.
+ * enable(). descriptor() is readable while receive() has an interrupt to receive. As in hardware, the next interrupt
+ * replaces an interrupt that was not received.
  *
  * Threads: any number may use the object at once.
  */
@@ -36,7 +36,7 @@ class SimulatedInterrupt {
 public:
     SimulatedInterrupt();
 
-    /** Raises the interrupt. If `word` is empty, the interrupt word is the number of interrupts raised so far. */
+    /** Raises the interrupt. If `word` is empty, the word is the number of interrupts raised so far. */
     void raise(std::optional<std::uint32_t> word);
     void enable();
     void disable();

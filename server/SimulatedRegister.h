@@ -34,10 +34,10 @@ public:
     /** @param bits the described bits. Their masks must not overlap. */
     explicit SimulatedRegister(std::vector<RegisterBits> bits);
 
-    /** Returns the value, in which write-only bits are 0, and then performs the read actions. */
+    /** Returns the value before the read actions, with 0 for write-only bits. Then performs the read actions. */
     std::uint64_t read();
 
-    /** Performs a write of `data` on each bit. Bits that can be written only once keep the value of the first call. */
+    /** Writes `data` to each bit as its description says. Write-once bits keep their values after the first call. */
     void write(std::uint64_t data);
 
 private:

@@ -43,7 +43,7 @@ bool isAbandoned(const std::string& path) {
            errno == ECONNREFUSED;
 }
 
-/** Locks the folder of a path as long as the object exists, so that one server at a time replaces or removes a file. */
+/** Locks the folder of a path while the object exists, so that only one server at a time replaces or removes a file. */
 class FolderLock {
 public:
     explicit FolderLock(const std::string& path)
@@ -81,7 +81,7 @@ SocketFile::~SocketFile() {
     remove();
 }
 
-// Until the file has its group and its permissions, only the user of the server may use it.
+// The umask lets only the user of the server connect until setAccess() has set the group and the permissions.
 void SocketFile::bind(int socket) {
     const sockaddr_un address = socketAddressOf(m_address.path);
     const mode_t mask = ::umask(S_IXUSR | S_IRWXG | S_IRWXO);
@@ -95,7 +95,7 @@ void SocketFile::bind(int socket) {
     m_file = Common::Descriptor(::open(m_address.path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
 }
 
-// The descriptor designates the socket file even if somebody has put a symbolic link in its place.
+// Uses the descriptor, which designates the socket file even if a symbolic link has replaced the file at the path.
 void SocketFile::setAccess() const {
     constexpr auto sameUser = static_cast<uid_t>(-1);
     if (m_address.group && ::fchownat(m_file.number(), "", sameUser, *m_address.group, AT_EMPTY_PATH) != 0) {

@@ -33,7 +33,7 @@ private:
     void remove() const;
 
     const LocalAddress m_address;
-    /** Designates the file. As long as it is open, no other file has the same inode number. */
+    /** A descriptor of the socket file. While the descriptor is open, no other file can have the same inode number. */
     Common::Descriptor m_file;
 };
 

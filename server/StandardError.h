@@ -17,8 +17,7 @@ namespace Rynveld {
  */
 void makeStandardErrorNonBlocking();
 
-/** Writes a line to standard error, after the name of the program. The line does not mix with lines of other threads.
- */
+/** Writes a line with the name of the program to standard error. Lines of several threads do not mix. */
 void writeMessage(const std::string& text);
 
 } // namespace Rynveld

@@ -22,7 +22,7 @@ inline std::string textOf(const asio::ip::tcp::endpoint& endpoint) {
 }
 
 /**
- * Opens an acceptor, which listens on an address.
+ * Opens an acceptor, and makes it listen on an address.
  *
  * @throws std::system_error if the acceptor cannot listen. what() begins with the address.
  */

@@ -21,8 +21,8 @@
 namespace Rynveld {
 
 /**
- * Allows each host a number of lines per cause and period, and counts the suppressed lines. Threads: any number may use
- * the object at once.
+ * Allows each host `linesPerPeriod` lines per cause and period, and counts the suppressed lines. Threads: any number
+ * may use the object at once.
  */
 class TraceLimit {
 public:
@@ -43,16 +43,16 @@ public:
     std::optional<std::string> admit(const std::string& host, const std::string& cause,
                                      Time now = std::chrono::steady_clock::now());
 
-    /** The suppressed lines of a period that has ended. No later line has reported their number. */
+    /** The number of lines that were suppressed in a period that has ended, and that no later line has reported. */
     struct Suppressed {
         std::string host;
         std::string cause;
         std::size_t count;
     };
-    /** Returns the suppressed lines that were not reported, and marks them as reported. */
+    /** Returns the numbers of suppressed lines that were not reported, and marks them as reported. */
     std::vector<Suppressed> takeSuppressed(Time now);
 
-    /** Returns the number of all suppressed lines so far. */
+    /** Returns the number of lines suppressed so far. */
     std::uint64_t suppressedCount();
 
 private:
@@ -80,7 +80,7 @@ struct Peer {
     /** The host of the client, for example "10.0.0.7". */
     std::string host;
     TraceLimit& limit;
-    /** The process of a client of a local socket. */
+    /** The process at the other end of a local socket; none for a TCP connection. */
     std::optional<ucred> process = std::nullopt;
 };
 

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * The registers that a server must not read by itself.
+ * The registers that the server must not read for the audit.
  */
 #ifndef RYNVELD_UNREADABLEREGISTERS_H
 #define RYNVELD_UNREADABLEREGISTERS_H
@@ -23,11 +23,11 @@ public:
     /** @param description the description of the device; null if there is none. */
     explicit UnreadableRegisters(const Maps::Peripheral* description);
 
-    /** Returns whether reading bytes of the device reads one of these registers. */
+    /** Returns whether one of these registers overlaps the `size` bytes at a byte offset. */
     bool overlap(std::uint64_t offset, std::uint64_t size) const;
 
 private:
-    /** The offsets in bytes of the beginning and the end of each register. */
+    /** For each register, the byte offsets of its first byte and of the byte after its last. */
     std::vector<std::pair<std::uint64_t, std::uint64_t>> m_registers;
 };
 

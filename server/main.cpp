@@ -18,7 +18,7 @@ int report(const std::exception& problem, ExitStatus status) {
     return status;
 }
 
-/** Returns the end of the line that reports where the server listens. */
+/** Returns the text that adds the URL of the metrics to the start message; empty for a server without metrics. */
 std::string metricsText(const std::string& address) {
     return address.empty() ? "" : ", metrics at http://" + address + "/metrics";
 }

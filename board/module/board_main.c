@@ -54,5 +54,5 @@ static void __exit board_exit(void)
 module_init(board_init);
 module_exit(board_exit);
 
-MODULE_DESCRIPTION("Register devices of the control board, virtual");
+MODULE_DESCRIPTION("Virtual register devices of the control board");
 MODULE_LICENSE("GPL");

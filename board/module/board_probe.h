@@ -10,7 +10,7 @@ struct dentry;
 /* The results that a test can force on the calls of an operation. */
 enum board_forcible {
     BOARD_FORCE_ERRORS,
-    BOARD_FORCE_ERRORS_AND_COUNTS, /* any error, or any number from 0 */
+    BOARD_FORCE_ERRORS_AND_COUNTS, /* any error, or any number from 0 to INT_MAX */
     BOARD_FORCE_BYTES,             /* 0 to 255 */
 };
 

@@ -15,14 +15,14 @@ struct board_registers {
 };
 
 /*
- * Copy bytes at a position to or from user space, and advance the position. The functions return
- * the number of bytes, or a negative error number. At the end, a read returns 0 and a write returns
- * -ENOSPC. The caller holds the lock.
+ * Copies registers from "*pos" to user space, or from user space to "*pos", and advances "*pos".
+ * Returns the number of bytes, or a negative error number. At or beyond the end, a read returns 0
+ * and a write returns -ENOSPC. The caller holds the lock.
  */
 ssize_t board_registers_read(struct board_registers* registers, char __user* user, size_t length, loff_t* pos);
 ssize_t board_registers_write(struct board_registers* registers, const char __user* user, size_t length, loff_t* pos);
 
-/* Adds the file "registers" to "parent". A test reads and writes the registers with this file. */
+/* Adds the file "registers" to "parent", through which a test reads and writes the registers. */
 void board_registers_create(struct board_registers* registers, struct dentry* parent);
 
 #endif

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-only
 /*
- * The PL031 real-time clock of the machine as a UIO device. Before guest/init loads this module, it
- * must unbind the clock from the driver of the kernel.
+ * The PL031 real-time clock of the machine as a UIO device. guest/init must unbind the clock from the
+ * driver of the kernel before it loads this module.
  */
 #include <linux/amba/bus.h>
 #include <linux/bug.h>

@@ -44,7 +44,7 @@
 #define STATUS_DONE 0x80
 
 static struct {
-	struct mutex lock; /* guards all members except the last three */
+	struct mutex lock; /* guards all members except parent, controller and debugfs */
 	u32 words[ADDRESS_SPACE / sizeof(u32)];
 	struct board_registers registers;
 	struct board_probe transfers;
@@ -143,7 +143,7 @@ static int add_controller(void)
 	return error;
 }
 
-/* spidev refuses a device with the name "spidev". This device has a name from spidev's table. */
+/* spidev refuses the modalias "spidev", so the device has another modalias that spidev supports. */
 static int add_device(void)
 {
 	struct spi_board_info info = {

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0-only
 /*
- * Two character devices with registers and interrupts in one file. A read returns the interrupt
- * word. Programs map the registers of tyvon_map. They seek, read and write those of tyvon_seek.
+ * Two character devices, each with registers and an interrupt. Programs map the registers of
+ * tyvon_map, and seek, read and write those of tyvon_seek. A read of 2 bytes that is not a register
+ * access returns the interrupt word.
  */
 #include <linux/debugfs.h>
 #include <linux/fs.h>
@@ -48,7 +49,7 @@ struct tyvon_device {
 	u32 request;
 	u32 transfers_per_seek;
 	unsigned long type;
-	wait_queue_head_t interrupts; /* its lock guards the next three members */
+	wait_queue_head_t interrupts; /* its lock guards enabled, pending and status */
 	u8 enabled;
 	u8 pending;
 	u16 status;
@@ -56,8 +57,8 @@ struct tyvon_device {
 };
 
 /*
- * An open file, with a separate position. When a read ends, the kernel overwrites the position that
- * it keeps for the file. This would undo a seek that a thread has made during the read.
+ * An open file with its own position, which replaces f_pos. When a read ends, the kernel overwrites
+ * f_pos. This would undo a seek that another thread has made during the read.
  */
 struct open_file {
 	struct tyvon_device *device;
@@ -235,7 +236,10 @@ static ssize_t read_registers(struct open_file *open, char __user *user, size_t 
 	return board_registers_read(&open->device->registers, user, length, &open->position);
 }
 
-/* A read of 2 bytes is a register access only if the same thread has just made a seek. */
+/*
+ * A read of 2 bytes is a register access only if the same thread made the latest seek on the file,
+ * and if the seek has transfers left.
+ */
 static ssize_t seekable_read(struct file *file, char __user *user, size_t length, loff_t *pos)
 {
 	struct open_file *open = file->private_data;

@@ -7,7 +7,7 @@
 #include <stddef.h>
 #include <sys/types.h>
 
-/* Prints the result of a check. */
+/* Prints the result of a check, and records a failure for exit_status(). */
 void check(const char* name, bool passed);
 
 /* Returns 0 if all checks have passed so far, otherwise 1. */
@@ -17,9 +17,9 @@ int exit_status(void);
 int open_device(const char* path);
 
 /*
- * Open, write or read a file of the device's folder in debugfs. "device" is the path of the device. Each function ends
- * the program with status 2 if the file cannot be opened. set() returns whether the text was written. get_text() stores
- * a text of at most size - 1 characters. get() returns a decimal number, or -1 on failure.
+ * Opens, writes or reads a file of the device's folder in debugfs. "device" is the path of the device file. Each
+ * function ends the program with status 2 if the file cannot be opened. set() returns whether the text was written.
+ * get_text() stores a text of at most size - 1 characters. get() returns a decimal number, or -1 on failure.
  */
 int open_test_file(const char* device, const char* file);
 bool set(const char* device, const char* file, const char* text);
@@ -29,13 +29,13 @@ long get(const char* device, const char* file);
 /* Waits at most 5 seconds until a file of debugfs contains a value. Returns whether the file contains the value. */
 bool becomes(const char* device, const char* file, long value);
 
-/* Tells whether a system call with this result has failed with this error number. */
+/* Returns whether "result", the result of the latest system call, is -1 and errno is "error". */
 bool fails_with(long result, int error);
 
 /* Maps the first "size" bytes of the registers of a device. Returns their address, or NULL on failure. */
 void* map_registers(int fd, size_t size);
 
-/* Tells whether a descriptor is readable or becomes readable within the time-out. */
+/* Returns whether a descriptor is readable, or becomes readable within the time-out. */
 bool is_readable(int fd, int timeout_ms);
 
 /* Returns the time of the monotonic clock in milliseconds. */
@@ -48,10 +48,10 @@ void pause_ms(int duration);
  */
 pid_t raise_after(int duration_ms, const char* device, const char* text);
 
-/* Waits for the end of a child process, and tells whether its status is 0. */
+/* Waits for the end of a child process. Returns whether its exit status is 0. */
 bool ended_well(pid_t child);
 
-/* Checks that the kernel has not reported a warning. Call this function last. */
+/* Checks that the kernel has not issued a warning since its start. Call this function last. */
 void check_kernel_warnings(void);
 
 #endif

@@ -47,13 +47,13 @@ static long exchange(int fd, struct frame request, struct frame* reply) {
     return exchange_sized(fd, request.bytes, reply->bytes, FRAME, 8);
 }
 
-/* Writes a register. Returns the status of the reply, or -1 if the transfer fails. */
+/* Writes a register. Returns the status byte of the reply, or -1 if the transfer fails. */
 static int write_register(int fd, uint32_t address, uint32_t data) {
     struct frame reply;
     return exchange(fd, make_frame(WRITE_COMMAND, address, data), &reply) == FRAME ? reply.bytes[10] : -1;
 }
 
-/* Reads a register. Returns the status of the reply, or -1 if the transfer fails. */
+/* Reads a register. Returns the status byte of the reply, or -1 if the transfer fails. */
 static int read_register(int fd, uint32_t address, uint32_t* data) {
     struct frame reply;
     long result = exchange(fd, make_frame(READ_COMMAND, address, 0), &reply);

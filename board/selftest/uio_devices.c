@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* Tests the UIO devices of the board. Runs in the guest. The arguments are the paths, with the clock first. */
+/* Tests the UIO devices of the board. Runs in the guest. The arguments are the device paths, with the clock first. */
 #define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>
@@ -65,7 +65,7 @@ static bool link_text(const char* path, char* text, size_t size) {
     return length > 0;
 }
 
-/* Stores an attribute of a UIO device from sysfs. "path" is the link to the device. */
+/* Stores the value of a sysfs attribute of a UIO device. "path" is the link to the device file. */
 static bool attribute(const char* path, const char* name, char* text, int size) {
     char link[32], file[128];
     if (!link_text(path, link, sizeof link))

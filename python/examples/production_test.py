@@ -3,7 +3,7 @@
 """Production test of the real-time clock.
 
 Writes a sweep of values to the match register and reads each one back, waits for an interrupt, and stores the results
-in a CSV file. The status is 0 if the device passes, 1 if it fails, and 2 if it cannot be tested.
+in a CSV file. The exit status is 0 if the device passes, 1 if it fails, and 2 if it cannot be tested.
 
     production_test.py --map board/maps --remote 10.0.0.7 result.csv
 """
@@ -30,7 +30,7 @@ class Result(NamedTuple):
 
 
 def sweep(device: rynvel.Device) -> Iterator[Result]:
-    """Sets each bit of the match register in turn."""
+    """Sets each bit of the match register in turn, and reads the register back."""
     register = device.regs.RTCMR
     for bit in range(device.width):
         register.write(1 << bit)
@@ -62,8 +62,8 @@ def main(arguments: Sequence[str] | None = None) -> int:
     parser.add_argument("file", help="the CSV file for the results")
     parser.add_argument("--device", default="rtc0", help="the device (default: rtc0)")
     parser.add_argument("--remote", help="the server of the device, HOST or HOST::PORT")
-    parser.add_argument("--map", help="the register map, a file or a folder")
-    parser.add_argument("--timeout", type=float, default=5.0, help="the seconds to wait for the interrupt")
+    parser.add_argument("--map", help="the file of the register map, or a folder of register maps")
+    parser.add_argument("--timeout", type=float, default=5.0, help="the seconds to wait for the interrupt (default: 5)")
     options = parser.parse_args(arguments)
 
     start = time.monotonic()
@@ -71,7 +71,7 @@ def main(arguments: Sequence[str] | None = None) -> int:
         with rynvel.open(options.device, remote=options.remote, map=options.map) as device:
             results = test(device, options.timeout)
     except (rynvel.Error, ValueError) as error:
-        # A ValueError is about an argument, such as the server or the time-out.
+        # A ValueError reports an invalid argument, such as the server or the time-out.
         print(f"production_test: {error}", file=sys.stderr)
         return 2
     try:

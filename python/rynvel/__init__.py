@@ -10,8 +10,8 @@ open() opens a device, devices() lists the device table, and trace() passes trac
 ``from rynvel import *`` also replaces Python's own open(), so import the package as above.
 
 Addresses are byte addresses; ``index=`` gives a register index instead. Times are in seconds.
-The errors of devices, registers and servers derive from ``rynvel.Error``. An argument of a wrong type is a TypeError,
-and an argument without a meaning, such as a negative time-out, is a ValueError.
+The errors of devices, registers and servers derive from ``rynvel.Error``. An argument of a wrong type raises TypeError.
+An argument with an invalid value, such as a negative time-out, raises ValueError.
 """
 
 from ._device import Device, DeviceInfo, devices, open

@@ -25,17 +25,17 @@ class DeviceInfo(NamedTuple):
     remote: str | None
     """The server of a remote device; None for a device of this machine."""
     present: bool | None
-    """Whether the device file exists; None for a remote device, because no server is asked."""
+    """Whether the device file exists; None for a remote device, because devices() does not connect to servers."""
 
 
 class Device(_core.Device):
-    """An open device. ``rynvel.open()`` returns it; a ``with`` block closes it.
+    """An open device. ``rynvel.open()`` returns a Device, and the end of a ``with`` block closes the device.
 
     Threads may share a device. Operations on one remote device run one after the other.
     After a fork, the child process must open its devices again.
     """
 
-    # A further attribute is an error: without registers by name, `device.CTRL = 1` would change no register.
+    # Any other attribute raises AttributeError. Otherwise, `device.CTRL = 1` would set an attribute, not a register.
     __slots__ = ("__weakref__", "_map", "_registers")
 
     _map: list[MapPath]
@@ -83,7 +83,9 @@ class Device(_core.Device):
         return Interrupts(self)
 
     def events(self) -> Events:
-        """Returns an asynchronous iterator of interrupts. The first step enables them, the end disables them.
+        """Returns an asynchronous iterator of interrupts.
+
+        The first step enables the interrupts. The end of the iteration disables them.
 
         Raises ClosedError if the device is closed.
         """
@@ -102,13 +104,13 @@ def open(
 
     remote  the server, as HOST, HOST:PORT or HOST::PORT; None for a device of the device table
     timeout the time in seconds within which a server must answer, by default 5; devices of this machine ignore it
-    map     register maps, a file, a folder or several; None to search those of RYNVEL_MAPS and of the machine. The maps
-            are read when ``regs`` is used for the first time.
+    map     a register map, a folder of register maps, or a list of both; None to search the maps of RYNVEL_MAPS and of
+            this machine. The first use of ``regs`` reads the maps.
     type    the type of the device on its server, for example 'Uio32'; None for the type in the device table
 
     Raises UnknownDeviceError, MissingFileError, PermissionDeniedError or DeviceError; for a remote device also
-    ConnectionLostError, RefusedError and DeviceTimeoutError. Raises ValueError, which is not a rynvel.Error, for a
-    remote, timeout or type that cannot be one.
+    ConnectionLostError, RefusedError and DeviceTimeoutError. Raises ValueError, which is not a rynvel.Error, if
+    remote, timeout or type is not valid.
     """
     maps = list_of_paths("map", map)
     try:

@@ -12,14 +12,14 @@ _MOST_CHARACTERS = 100
 
 
 def quoted(text: str) -> str:
-    """Returns a text of the caller for a message. Shortens a long text, so that the message stays readable."""
+    """Returns a text in quotes for a message. Shortens a text of more than 100 characters."""
     return repr(text if len(text) <= _MOST_CHARACTERS else text[:_MOST_CHARACTERS] + "...")
 
 
 class Error(Exception):
     """The base class of all errors of this package.
 
-    Each message has the form ``DEVICE: what is wrong (what would be right)``.
+    A message about a device has the form ``DEVICE: what is wrong (what would be right)``.
     """
 
     def __init__(self, message: str = "", *, errno: int | None = None) -> None:
@@ -45,11 +45,11 @@ def _restore(cls: type[Error], args: tuple[Any, ...], errno: int | None, attribu
 
 
 class UnknownDeviceError(Error, KeyError):
-    """No device has this name. The message suggests the most similar names."""
+    """No device has this name. The message suggests similar names, if there are any."""
 
 
 class MissingFileError(Error, FileNotFoundError):
-    """The device file of the device does not exist. ``filename`` is its path."""
+    """The device file of the device does not exist, and ``filename`` is its path; or the program rynveld is missing."""
 
 
 class PermissionDeniedError(Error, PermissionError):
@@ -73,7 +73,7 @@ class AlignmentError(Error, ValueError):
 
 
 class ValueTooWideError(Error, ValueError):
-    """A value or a mask is negative, or has more bits than a register. No register was accessed."""
+    """A value or a mask is negative, or does not fit in its register or field. No register was accessed."""
 
 
 class WidthError(Error, ValueError):
@@ -81,11 +81,11 @@ class WidthError(Error, ValueError):
 
 
 class UnsupportedError(Error, NotImplementedError):
-    """The device does not have this function. For example, a seekable device has no interrupts."""
+    """The device does not support this operation. For example, a seekable device has no interrupts."""
 
 
 class InUseError(Error, RuntimeError):
-    """Another thread or task waits for the interrupts of the device."""
+    """The interrupts are already in use, or a signal handler uses the device during an operation of the same thread."""
 
 
 class RefusedError(Error, OSError):
@@ -104,7 +104,7 @@ class DeviceTimeoutError(Error, TimeoutError):
 
 
 class ClosedError(Error, ValueError):
-    """The device is closed."""
+    """The device is closed, or its interrupts are not enabled."""
 
 
 class ForkedError(ClosedError):
@@ -120,10 +120,10 @@ class NotAllowedError(Error, ValueError):
 
 
 class UnknownNameError(Error, AttributeError, KeyError, IndexError):
-    """The register map has no such register, field or element. The message suggests the most similar names."""
+    """The register map has no such register, field or element. The message suggests similar names, if there are any."""
 
 
-# Tracebacks then name the classes as programs do.
+# Tracebacks then show the names that programs use, such as rynvel.BusError.
 for _value in list(vars().values()):
     if isinstance(_value, type) and issubclass(_value, Error):
         _value.__module__ = "rynvel"

@@ -18,7 +18,7 @@ if TYPE_CHECKING:
 
 
 class Event(NamedTuple):
-    """An interrupt that a device has raised."""
+    """An interrupt that the program has received from a device."""
 
     device: str
     """The name of the device."""
@@ -31,8 +31,8 @@ class Event(NamedTuple):
 class Interrupts:
     """The interrupts of a device, enabled within a ``with`` block.
 
-    The driver of a UIO device disables the interrupt when it arrives. The next wait enables it again: clear the source
-    of the interrupt before that.
+    The driver of a UIO device disables the interrupt when it arrives. The next wait() enables the interrupt again.
+    Clear the source of the interrupt before you call wait() again.
     """
 
     def __init__(self, device: Device) -> None:
@@ -41,7 +41,7 @@ class Interrupts:
 
     def __enter__(self) -> Interrupts:
         if self._session is not None:
-            raise InUseError(f"{self._device.name}: the interrupts are already enabled by this object")
+            raise InUseError(f"{self._device.name}: this object already uses the interrupts (leave its block first)")
         self._session = self._device._start_interrupts()
         return self
 
@@ -54,7 +54,7 @@ class Interrupts:
         try:
             session.stop()
         except Error:
-            # The exception of the block says more than the consequence that the interrupts cannot be disabled.
+            # An exception of the block has precedence, because it is probably the cause of this error.
             if error is None:
                 raise
 
@@ -63,10 +63,12 @@ class Interrupts:
         return f"<rynvel.Interrupts of {self._device.name!r}, {state}>"
 
     def wait(self, timeout: float | None = None) -> Event | None:
-        """Waits for the next interrupt. Returns None if none arrives within the time-out, in seconds.
+        """Waits for the next interrupt and returns it; None if the interrupt does not arrive within the time-out.
 
-        Ctrl-C ends the wait. Raises ClosedError if another thread closes the device, InUseError if another thread
-        waits, DeviceError, and ConnectionLostError for a remote device.
+        The time-out is in seconds, and None means no time-out. Ctrl-C ends the wait.
+
+        Raises ClosedError if another thread closes the device, InUseError if another thread waits, and DeviceError; for
+        a remote device also ConnectionLostError, RefusedError and DeviceTimeoutError.
         """
         word = self._active().wait(timeout)
         return None if word is None else Event(self._device.name, word, time.time())
@@ -74,8 +76,8 @@ class Interrupts:
     def fileno(self) -> int:
         """Returns a descriptor that is readable when an interrupt may have arrived, for select() and poll().
 
-        When the descriptor is readable, call wait(0) until it returns None. Only the call after an interrupt enables
-        the interrupt again. Without this call, the descriptor of a UIO device never becomes readable again.
+        When the descriptor is readable, call wait(0) until it returns None. The call that follows a received interrupt
+        enables the interrupt again. Without that call, the descriptor of a UIO device does not become readable again.
         """
         return self._active().descriptors()[0]
 
@@ -88,8 +90,8 @@ class Interrupts:
 class Events:
     """The interrupts of a device, for ``async for``.
 
-    The first step, each further step, and the end send requests to the server of a remote device. The event loop waits
-    for the answers, at most for the time-out of the device.
+    For a remote device, the steps and the end of the iteration send requests to the server. Each request blocks the
+    event loop until the server answers, at most for the time-out of the device.
     """
 
     def __init__(self, device: Device) -> None:
@@ -124,7 +126,7 @@ class Events:
             self._is_waiting = False
 
     async def aclose(self) -> None:
-        """Disables the interrupts. The iteration ends."""
+        """Disables the interrupts, and ends the iteration."""
         self._end()
 
     async def __aenter__(self) -> Events:
@@ -139,7 +141,7 @@ class Events:
             self._abandon()
 
     def _abandon(self) -> None:
-        """Disables the interrupts after an exception, which says more than the failure to disable them."""
+        """Disables the interrupts after an exception. Suppresses a failure, because the exception has precedence."""
         with contextlib.suppress(Error):
             self._end()
 
@@ -173,8 +175,8 @@ async def _readable(descriptors: tuple[int, int]) -> None:
     try:
         with contextlib.ExitStack() as watched:
             for descriptor in descriptors:
-                # Another task may close the device before this task runs again. The number of the descriptor may then
-                # belong to another file, which the program also watches.
+                # Watches a duplicate. Another task may close the device before this task runs again. The descriptor
+                # number may then belong to another file that the event loop watches.
                 duplicate = os.dup(descriptor)
                 watched.callback(os.close, duplicate)
                 loop.add_reader(duplicate, finish)
@@ -185,6 +187,6 @@ async def _readable(descriptors: tuple[int, int]) -> None:
 
 
 def _remove_reader(loop: asyncio.AbstractEventLoop, descriptor: int) -> None:
-    # A loop that is closed during the wait has no readers.
+    # An event loop that was closed during the wait no longer has readers.
     if not loop.is_closed():
         loop.remove_reader(descriptor)

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 """The registers of a device by the names of its register map.
 
-The rules are those of rynvelctl: a write by name never changes bits that you did not name, or is refused. The package
-reads maps with the same code.
+The rules are those of rynvelctl: a write by name changes only the bits that you name. If that is not possible, the
+write is refused. The package and rynvelctl read register maps with the same code.
 """
 
 from __future__ import annotations
@@ -28,7 +28,7 @@ FieldInput = Union[SupportsIndex, str]
 
 # The time-out for reading a register map from a pipe.
 _MAP_TIMEOUT_MS = 10_000
-# Values that are kept, so that reading a field seldom creates an object.
+# The maximum number of FieldValue objects to keep for a field, so that a read seldom creates an object.
 _MOST_KEPT_VALUES = 256
 _WIDEST_SHOWN = 64
 
@@ -49,12 +49,13 @@ class FieldValue(int):
         return self._name
 
     def __setattr__(self, name: str, value: object) -> NoReturn:
-        raise AttributeError("a value that was read cannot be changed (assign to the field)")
+        raise AttributeError("you cannot change a value that was read (assign to the field)")
 
     def __eq__(self, other: object) -> bool:
-        # A comparison that is never true would hide a mistake, because you assign the same text to the field.
+        # You can assign a name to a field, so you may also compare the value with a name. A result that is always False
+        # would hide this mistake.
         if isinstance(other, str):
-            raise TypeError(f"the value of a field is an integer (compare its name with {quoted(other)})")
+            raise TypeError(f"the value of a field is an integer (compare the attribute name with {quoted(other)})")
         return int.__eq__(self, other)
 
     def __ne__(self, other: object) -> bool:
@@ -96,7 +97,7 @@ class RegisterValue(int):
         return self._register._decode(name, int(self))
 
     def __setattr__(self, name: str, value: object) -> NoReturn:
-        raise AttributeError("a value that was read cannot be changed (assign to the field of the register)")
+        raise AttributeError("you cannot change a value that was read (assign to the field of the register)")
 
     def __dir__(self) -> Iterable[str]:
         return sorted({*super().__dir__(), *filter(_is_attribute, self._register)})
@@ -116,7 +117,7 @@ class RegisterValue(int):
 
 @dataclass(frozen=True)
 class FieldInfo:
-    """What the register map says about a field."""
+    """The properties of a field in the register map."""
 
     name: str
     description: str
@@ -130,7 +131,7 @@ class FieldInfo:
 
 @dataclass(frozen=True)
 class RegisterInfo:
-    """What the register map says about a register."""
+    """The properties of a register in the register map."""
 
     path: str
     description: str
@@ -153,7 +154,7 @@ def _meaning_of(value: FieldValue) -> str:
 
 
 def _is_attribute(name: str) -> bool:
-    """Returns whether a name of the map can be an attribute: `_` begins the names of this package."""
+    """Returns whether a name of the map can be an attribute. Names that begin with `_` belong to this package."""
     return (
         name.isidentifier()
         and not name.startswith("_")
@@ -163,7 +164,7 @@ def _is_attribute(name: str) -> bool:
 
 
 def _text_of(value: int) -> str:
-    """Returns a number for a message, however large it is."""
+    """Returns a number as text for a message; for a number of more than 64 bits, the number of its bits."""
     bits = value.bit_length()
     return str(value) if bits <= _WIDEST_SHOWN else f"of {bits} bits"
 
@@ -186,7 +187,7 @@ class _Context:
     def __init__(self, device: Device, root: _maps.Group) -> None:
         self.device = device
         self.root = root
-        # The map shares a list of fields between the elements of an array.
+        # The class of each list of fields. The elements of an array share one list, and therefore one class.
         self.classes: dict[int, type[Register]] = {}
 
     def refusal(self, problem: str) -> NotAllowedError:
@@ -196,7 +197,7 @@ class _Context:
         return UnknownNameError(f"{self.device.name}: {text}" + (f" ({hint})" if hint else ""))
 
     def allowed(self, plan: Callable[..., Any], *arguments: object) -> Any:
-        """Returns the result of a plan of the register map. @throws NotAllowedError"""
+        """Returns the result of `plan`, a function of the register map. Raises NotAllowedError if the map refuses."""
         try:
             return plan(*arguments)
         except _maps.RefusedValue as refused:
@@ -210,7 +211,7 @@ class _Context:
 
 
 class _Handle:
-    """The base class of objects that cannot be copied, because they only refer to registers of a device."""
+    """The base class of objects that refer to registers of a device. A copy is the same object. Pickling fails."""
 
     __slots__ = ()
 
@@ -221,7 +222,7 @@ class _Handle:
         return self
 
     def __reduce__(self) -> NoReturn:
-        raise TypeError(f"{self!r} belongs to this process (store the values of its registers)")
+        raise TypeError(f"{self!r} cannot be pickled (store the values of its registers)")
 
 
 class Register(_Handle):
@@ -235,7 +236,7 @@ class Register(_Handle):
     __slots__ = ("_address", "_bits", "_context", "_device", "_path", "_reads", "_view", "_writes")
 
     _fields: tuple[_maps.Field, ...] = ()
-    # The fields that are attributes.
+    # The positions of the fields that are attributes, by name.
     _positions: Mapping[str, int] = {}
 
     _address: int
@@ -255,13 +256,13 @@ class Register(_Handle):
         assign(self, "_path", view.path)
         assign(self, "_address", view.address)
         assign(self, "_bits", view.size)
-        # The compiled accesses of the fields, by the positions of the fields.
+        # The shifts and masks to read and to write a field, by the position of the field.
         assign(self, "_reads", {})
         assign(self, "_writes", {})
 
     @property
     def info(self) -> RegisterInfo:
-        """What the register map says about the register. Does not access the device."""
+        """The properties of the register in the register map. Does not access the device."""
         view = self._view
         fields = tuple(
             FieldInfo(
@@ -291,10 +292,10 @@ class Register(_Handle):
     def read(self, *, side_effects: bool = False) -> RegisterValue:
         """Reads the register.
 
-        side_effects: read the register although the read changes a register of the device.
+        side_effects: read the register even if the read changes a register of the device.
 
-        Raises NotAllowedError if the register is write-only, if the device cannot access it, or if the read has a
-        side effect.
+        Raises NotAllowedError if the register is write-only, if the device cannot access it, or if the read has a side
+        effect that you do not allow.
         """
         self._context.allowed(self._view.require_readable, bool(side_effects))
         return RegisterValue(self._device.read(self._address) & ((1 << self._bits) - 1), self)
@@ -351,20 +352,20 @@ class Register(_Handle):
             raise AttributeError(f"{type(self).__name__!r} object has no attribute {name!r}")
         return self[name]
 
-    # mypy would take the type of the value for that of the attribute if it were not Any.
+    # With a type other than Any, mypy would use the type of `value` as the type of every attribute.
     def __setattr__(self, name: str, value: Any) -> None:
         position = self._positions.get(name)
         if position is not None:
             self._write_field(position, value)
         elif hasattr(Register, name):
             raise AttributeError(
-                f"{name!r} is not a field of {self._path} (a field of this name is an item: [{name!r}])"
+                f"{name!r} is not a field of {self._path} (use [{name!r}] for a field of this name)"
             )
         else:
             self[name] = value
 
     def __bool__(self) -> NoReturn:
-        raise TypeError(f"register {self._path} is not a value (give {self._path}.read() for its value)")
+        raise TypeError(f"register {self._path} is not a value (call {self._path}.read() for its value)")
 
     def __eq__(self, other: object) -> bool:
         if isinstance(other, (numbers.Number, str)):
@@ -377,7 +378,7 @@ class Register(_Handle):
         return f"<register {self._path} of {self._device.name} at {self._address:#x}>"
 
     def _find(self, name: str) -> int | None:
-        """Returns the position of a field; None for an array of fields."""
+        """Returns the position of a field; None for an array of fields. Raises UnknownNameError for other names."""
         if not isinstance(name, str):
             raise TypeError(f"register {self._path}: the name of a field is text, not {type(name).__name__}")
         position = self._view.find_field(name)
@@ -412,7 +413,7 @@ class Register(_Handle):
         return f"field {self._path}.{self._fields[position].name}"
 
     def _number(self, position: int, value: FieldInput) -> int:
-        """Returns the number of a value. An integer is always a number, and a text always a name."""
+        """Returns the number of a value, which is an integer or the name of an enumerated value."""
         field = self._fields[position]
         if isinstance(value, str):
             named = field.number_named(value)
@@ -513,7 +514,7 @@ def integer_of(value: SupportsIndex, name: str) -> int:
 
 
 def _field_property(position: int, field: _maps.Field) -> property:
-    """Returns a property for reading. Register.__setattr__() writes."""
+    """Returns a property that reads a field. Register.__setattr__() writes the field."""
 
     def read(register: Register) -> FieldValue:
         return register._read_field(position)
@@ -545,7 +546,8 @@ def _class_for(view: _maps.Register) -> type[Register]:
     for field in fields:
         if _is_attribute(field.name) and field.name not in reserved:
             position = view.find_field(field.name)
-            # A name in the map has precedence over an array. If two fields have the same name, the first one is used.
+            # The name of a field has precedence over the name of an array. If several fields have the same name,
+            # find_field() finds the first one.
             assert position is not None
             namespace[field.name] = _field_property(position, fields[position])
             positions[field.name] = position
@@ -553,7 +555,7 @@ def _class_for(view: _maps.Register) -> type[Register]:
 
 
 class _Array(_Handle):
-    """The elements of an array, by the texts of their indexes."""
+    """The elements of an array. Their indexes are texts, such as "3" or the name of an index."""
 
     __slots__ = ("_elements", "_indexes", "_name", "_range")
 
@@ -562,7 +564,7 @@ class _Array(_Handle):
         self._elements = [element for element, _ in elements]
         self._range = f"{elements[0][1][0]} to {elements[-1][1][0]}"
         self._indexes: dict[str, int] = {}
-        # The index of an element has precedence over the other names of indexes.
+        # The index of an element has precedence over an equal name of another index.
         for place in (0, 1):
             for position, (_, texts) in enumerate(elements):
                 for text in texts[:1] if place == 0 else texts[1:]:
@@ -631,8 +633,8 @@ class RegisterArray(_Array):
 class RegisterGroup(_Handle):
     """Registers of a device by their names: all registers of the device, or a cluster.
 
-    An attribute is a register, a cluster or an array. Assigning to a register writes it. An item takes any name that
-    rynvelctl takes: group["DATA[3]"], group["CTRL.MODE"].
+    An attribute is a register, a cluster or an array. Assigning to a register writes it. An item may have any name that
+    rynvelctl accepts: group["DATA[3]"], group["CTRL.MODE"].
     """
 
     _context: _Context
@@ -656,13 +658,13 @@ class RegisterGroup(_Handle):
         if name.startswith("_"):
             raise AttributeError(f"{type(self).__name__!r} object has no attribute {name!r}")
         child = self._child(name)
-        # Python then finds the register without calling this function.
+        # Python then finds the child without calling this function.
         self.__dict__[name] = child
         return child
 
     def __setattr__(self, name: str, value: Any) -> None:
         if name.startswith("_") or hasattr(type(self), name):
-            raise AttributeError(f"{name!r} is not a register (a register of this name is an item: [{name!r}])")
+            raise AttributeError(f"{name!r} is not a register (use [{name!r}] for a register of this name)")
         self._write(name, value)
 
     def __getitem__(self, path: str) -> Any:
@@ -740,7 +742,7 @@ class RegisterGroup(_Handle):
 
 
 class Registers(RegisterGroup):
-    """All registers of a device. `map_file` is the path of the register map."""
+    """All registers of a device."""
 
     @property
     def map_file(self) -> str:
@@ -754,12 +756,12 @@ class Registers(RegisterGroup):
 def _encoded(path: MapPath) -> bytes:
     encoded = os.fsencode(path)
     if b"\0" in encoded:
-        raise ValueError("a NUL is not part of a path")
+        raise ValueError("a path cannot contain NUL")
     return encoded
 
 
 def list_of_paths(parameter: str, paths: MapPaths | None) -> list[MapPath]:
-    """Returns the paths of an argument. Raises TypeError for what is not a path."""
+    """Returns the paths of an argument. Raises TypeError if a value is not a path."""
     kinds = (str, bytes, os.PathLike)
     if paths is None:
         return []
@@ -773,13 +775,13 @@ def list_of_paths(parameter: str, paths: MapPaths | None) -> list[MapPath]:
 
 
 def map_paths(paths: Sequence[MapPath]) -> list[bytes]:
-    """Returns the paths of maps as the file system writes them. Raises MapError for what cannot be a path."""
+    """Returns paths in the encoding of the file system. Raises MapError for a text that cannot be a path."""
     encoded = []
     for path in paths:
         try:
             encoded.append(_encoded(path))
         except ValueError as error:
-            reason = "a NUL is not part of a path" if "NUL" in str(error) else "the file system cannot have this name"
+            reason = "a path cannot contain NUL" if "NUL" in str(error) else "the file system cannot encode this name"
             raise MapError(f"map {path!r} is not a path ({reason})") from None
     return encoded
 

@@ -33,14 +33,14 @@ class TraceRecord(NamedTuple):
     time: float
     """The time of the trace, in seconds since 1970."""
     thread: int
-    """The kernel's identifier of the thread that has traced."""
+    """The kernel's identifier of the thread that wrote the trace."""
 
 
 Sink = Callable[[TraceRecord], object]
 
 
 class Trace:
-    """A subscription to traces. ``stop()`` or the end of a ``with`` block ends it."""
+    """A subscription to traces. ``stop()`` or the end of a ``with`` block ends the subscription."""
 
     def __init__(self, channel: str, level: int, sink: Sink) -> None:
         if not isinstance(channel, str):
@@ -50,7 +50,7 @@ class Trace:
         if isinstance(level, bool) or not isinstance(level, int):
             raise TypeError("level must be int")
         if not 0 <= level <= 7:
-            raise ValueError("level is not from 0 to 7")
+            raise ValueError("level must be from 0 to 7")
         self._pattern = _compiled(channel)
         if not any(self._pattern.fullmatch(name) for name, _ in _core.trace_channels()):
             names = ", ".join(sorted({name for name, _ in _core.trace_channels()}))
@@ -79,13 +79,15 @@ class Trace:
         return int(_core.trace_lost())
 
     def stop(self) -> None:
-        """Delivers the traces so far, and ends the subscription. The sink is not called again afterwards.
+        """Delivers the traces that were made so far, and ends the subscription. No later trace is passed to the sink.
 
-        This thread calls the sinks. It waits for a sink that the thread of the package is calling: do not call this
-        method while you hold a lock that the sink needs. Ctrl-C and sys.exit() in a sink end the delivery. The
-        subscription then ends without the remaining traces, and at most one call of the sink is still running.
+        The calling thread delivers these traces. If the thread of the package is calling a sink, the calling thread
+        waits for the sink. Do not call this method while you hold a lock that a sink needs. A sink may call stop().
 
-        A trace that another thread is writing meanwhile may go to standard error. A sink may call this method itself.
+        Ctrl-C and sys.exit() in a sink end the delivery. The subscription then ends without the remaining traces, and
+        at most one call of the sink is still running.
+
+        A trace that another thread writes during the call may appear on standard error.
         """
         _dispatcher.remove(self)
 
@@ -94,11 +96,11 @@ def trace(channel: str, level: int, sink: Sink) -> Trace:
     """Calls ``sink`` for each trace of a channel up to a level. Returns the subscription, to stop it.
 
     channel the name of a channel, such as 'Rynvel.Uio', or a pattern with * and ?
-    level   the greatest level, 0 to 7
+    level   the highest level, 0 to 7
 
     A thread of the package calls the sink, and so does each thread that stops a subscription. An exception of the sink
-    is printed, and does not end the subscription.
-    While a subscription exists, the traces that no subscription matches go to standard error.
+    is printed on standard error, and does not end the subscription.
+    While a subscription exists, traces that match no subscription appear on standard error.
     """
     return Trace(channel, level, sink)
 
@@ -108,7 +110,7 @@ def _compiled(channel: str) -> re.Pattern[str]:
 
 
 def _to_standard_error(text: str) -> None:
-    """Writes a line, if there is a standard error that takes it. print() would use standard output instead of None."""
+    """Writes a line to standard error, if that is possible. With None as the file, print() uses standard output."""
     if sys.stderr is not None:
         with contextlib.suppress(Exception):
             print(text, file=sys.stderr)
@@ -125,12 +127,13 @@ class _Dispatcher:
         atexit.register(self._stop_all)
 
     def _reset(self) -> None:
-        # Protects the list of subscriptions and the levels. Held only for a short time.
+        # Guards the list of subscriptions and the levels. Held only for a short time.
         self._state = threading.RLock()
         # Held while sinks are called.
         self._delivery = threading.RLock()
         self._thread: threading.Thread | None = None
-        # The traces that were taken and not yet delivered: an exception in a thread leaves the rest to other threads.
+        # The traces that were taken from the queue and not yet delivered. If an exception ends the delivery in one
+        # thread, another thread delivers the rest.
         self._taken: deque[TraceRecord] = deque()
 
     def add(self, trace: Trace) -> None:
@@ -195,14 +198,14 @@ class _Dispatcher:
             self._deliver()
 
     def _deliver(self) -> None:
-        # Without the lock around both steps, stop() could return before a trace that this thread has taken arrives.
+        # Holds the lock during both steps. Otherwise, stop() could return before this thread delivers its traces.
         with self._delivery:
             self._taken.extend(TraceRecord(*row) for row in _core.trace_take())
             while (next_one := self._next()) is not None:
                 self._dispatch(*next_one)
 
     def _next(self) -> tuple[TraceRecord, list[Trace]] | None:
-        """Returns the next trace and the subscriptions."""
+        """Returns the next trace and the subscriptions; None if all traces are delivered."""
         with self._state:
             return (self._taken.popleft(), list(self._traces)) if self._taken else None
 
@@ -220,7 +223,7 @@ class _Dispatcher:
             trace._sink(record)
         except BaseException as error:
             # In a thread of the program, Ctrl-C and sys.exit() have their usual effect. The thread of the package
-            # serves all subscriptions.
+            # continues, because it serves all subscriptions.
             if not isinstance(error, Exception) and threading.current_thread() is not self._thread:
                 raise
             _to_standard_error(traceback.format_exc().rstrip("\n"))

@@ -33,8 +33,8 @@ if TYPE_CHECKING:
 
 __all__ = ["ServerError", "SimulatedServer", "find_server"]
 
-# Runs the server until standard input has a line or ends, as it does when this process is killed. The shell then ends
-# the server, and kills it if it does not end in time.
+# A script that runs the server until standard input contains a line or ends. Standard input also ends if this process
+# is killed. The script then terminates the server, and kills the server if it does not end within about 2 seconds.
 _SUPERVISOR = """
 "$@" &
 server=$!
@@ -54,7 +54,7 @@ wait $server
 _END_SECONDS = 20.0
 _KEPT_LINES = 200
 
-# The records of docs/protocol.md.
+# The layouts of requests and responses, which docs/protocol.md describes.
 _REQUEST = struct.Struct(">I128sI128IIII")
 _RESPONSE = struct.Struct(">I128II")
 _OPEN, _DEBUG = 0, 13
@@ -67,6 +67,8 @@ class ServerError(Error, RuntimeError):
 
 def find_server() -> str:
     """Returns the path of rynveld: $RYNVELD, the build folder of this package, or the first one on the PATH.
+
+    Searches /usr/local/sbin and /usr/sbin after the PATH.
 
     Raises MissingFileError if there is none.
     """
@@ -86,7 +88,7 @@ def find_server() -> str:
 
 
 def _texts(parameter: str, texts: Sequence[str]) -> list[str]:
-    """Returns texts. Raises TypeError for a single text, which is a sequence of letters."""
+    """Returns a list of texts. Raises TypeError for a single text, which is also a sequence of texts."""
     if isinstance(texts, (str, bytes)) or not all(isinstance(text, str) for text in texts):
         raise TypeError(f"{parameter}: not a sequence of texts (give a list)")
     return list(texts)
@@ -101,7 +103,7 @@ class _Deadline:
 
 
 class _Output:
-    """What a program writes to standard error. A thread collects it, so that the program never waits."""
+    """The text that a program writes to standard error. A thread reads the text, so that the program does not block."""
 
     def __init__(self, stream: IO[bytes]) -> None:
         self._stream = stream
@@ -132,7 +134,7 @@ class _Output:
             for line in self._stream:
                 with self._changed:
                     self._lines.append(line.decode("utf-8", "replace").rstrip("\n"))
-                    # Keeps the first lines, which give the address, and the last ones.
+                    # Keeps the first lines, which contain the address, and the last ones.
                     if len(self._lines) > _KEPT_LINES:
                         del self._lines[_KEPT_LINES // 2]
                     self._changed.notify_all()
@@ -145,16 +147,16 @@ class SimulatedServer:
     """A rynveld with simulated devices, on a free port of this machine. Use it in a `with` block.
 
     Each simulated device of the device table has 4096 bytes of registers, which are 0 or, with register maps, behave as
-    the maps describe them. The server ends with the block. It also ends if this process, and each process that it has
-    forked, is killed.
+    the maps describe them. The server ends at the end of the block, or when this process and all processes that
+    it has forked have ended.
 
     maps: register maps, files or folders; open() also uses them.
-    devices: the names of the devices to serve; without names, the server serves all.
+    devices: the names of the devices to serve; an empty list for all devices.
     interrupt_every: device names, and the seconds between two interrupts of the device.
     faults: faults of rynveld's option --fault, such as "delay=500ms:10".
     options: more options of rynveld.
     program: the path of rynveld; see find_server().
-    timeout: the seconds that the server has to start, and to answer a request of this class.
+    timeout: the time-out in seconds for the start of the server, and for each answer to a request.
     """
 
     def __init__(
@@ -213,7 +215,7 @@ class SimulatedServer:
         return self
 
     def close(self) -> None:
-        """Ends the server. Does nothing if it does not run."""
+        """Ends the server. Does nothing if the server is not running. Raises ServerError if it does not end."""
         process, self._process = self._process, None
         self._address = None
         if process is None:
@@ -221,7 +223,7 @@ class SimulatedServer:
         assert process.stdin is not None
         deadline = _Deadline(_END_SECONDS)
         try:
-            # A process that this one has forked may keep the pipe open, so its end alone is not enough.
+            # Writes a line, because a forked process may keep the pipe open after this process has closed it.
             with contextlib.suppress(BrokenPipeError), process.stdin:
                 process.stdin.write(b"\n")
             process.wait(deadline.left())
@@ -266,13 +268,13 @@ class SimulatedServer:
 
     @property
     def address(self) -> str:
-        """The address in the form of rynvel.open(remote=...)."""
+        """The address as HOST::PORT, for rynvel.open(remote=...)."""
         host, port = self._running()
         return f"{host}::{port}"
 
     @property
     def output(self) -> str:
-        """What the server has written to standard error, without the middle of a long text."""
+        """The lines that the server has written to standard error: at most the first 100 and the last 100."""
         return self._output.text() if self._output is not None else ""
 
     def open(self, name: str, *, timeout: float | None = None, map: MapPaths | None = None) -> Device:
@@ -285,7 +287,7 @@ class SimulatedServer:
         )
 
     def get_register(self, name: str, address: int) -> int:
-        """Returns the value that a client reads at a byte address."""
+        """Reads the register at a byte address as a client does, and returns its value."""
         with self.open(name) as device:
             return device.read(address)
 

@@ -180,7 +180,7 @@ TEST_F(AuditFileTest, CompletesTheLastLineOfAKilledServer) {
 }
 
 TEST_F(AuditFileTest, MustBeAFileOrACharacterDevice) {
-    const std::string rule = ": cannot write the audit: not a regular file (give a file or 'journal')";
+    const std::string rule = ": cannot write the audit: not a regular file (give a regular file or 'journal')";
     std::filesystem::create_directory("folder");
     EXPECT_EQ(problemOf("folder"), "folder: cannot write the audit: Is a directory");
     EXPECT_EQ(problemOf("missing/a"), "missing/a: cannot write the audit: No such file or directory");
@@ -193,9 +193,10 @@ TEST_F(AuditFileTest, MustBeAFileOrACharacterDevice) {
 
 TEST_F(AuditFileTest, BelongsToOneServer) {
     AuditFile first("a");
-    EXPECT_EQ(problemOf("a"), "a: cannot write the audit: another server writes this file (give each server its own)");
+    EXPECT_EQ(problemOf("a"),
+              "a: cannot write the audit: another server writes this file (give each server a file of its own)");
     EXPECT_EQ(problemOf("./a"),
-              "./a: cannot write the audit: another server writes this file (give each server its own)");
+              "./a: cannot write the audit: another server writes this file (give each server a file of its own)");
     EXPECT_EQ(first.write("1\n"), 0);
     EXPECT_EQ(contentsOf("a"), "1\n");
 }

@@ -129,8 +129,9 @@ TEST_F(AuditedRynveld, DoesNotShareItsFileWithAnotherServer) {
     const RynveldProcess server(audited());
     const auto second = runRynveld({"--listen", "127.0.0.1:0", "--simulate", "--audit", "a"});
     EXPECT_EQ(second.status, 1);
-    EXPECT_EQ(second.error,
-              "rynveld: a: cannot write the audit: another server writes this file (give each server its own)\n");
+    EXPECT_EQ(
+        second.error,
+        "rynveld: a: cannot write the audit: another server writes this file (give each server a file of its own)\n");
 }
 
 TEST_F(AuditedRynveld, LosesNothingWhileItsFileIsRotated) {
@@ -246,7 +247,7 @@ TEST_F(ReloadedRynveld, ChangesTheRulesOfOpenConnections) {
     reload("allow 10.0.0.0/8\n");
     EXPECT_TRUE(client.succeeds(writeOf(name, 0, {3})));
     EXPECT_TRUE(RecordClient(m_server->port()).isEnded());
-    const std::string line = "rynveld: o: the new options are in force\n";
+    const std::string line = "rynveld: o: the new options are in effect\n";
     EXPECT_EQ(m_server->endWithText(), line + line + line);
 }
 
@@ -265,7 +266,7 @@ TEST_F(ReloadedRynveldWithMetrics, ChangesWhoMayReadTheMetrics) {
     EXPECT_TRUE(becomesTrue([this] { return metrics().empty(); }));
     reload("");
     EXPECT_TRUE(becomesTrue([this] { return !metrics().empty(); }));
-    const std::string line = "rynveld: o: the new options are in force\n";
+    const std::string line = "rynveld: o: the new options are in effect\n";
     EXPECT_EQ(m_server->endWithText(), line + line);
 }
 
@@ -281,9 +282,9 @@ TEST_F(ReloadedRynveld, KeepsTheOldOptionsIfTheFileHasAnError) {
     expectState("READY=1");
     const RecordClient client(m_server->port(), name);
     EXPECT_TRUE(client.isRefused(writeOf(name, 0, {1})));
-    const std::string kept = " (the old options stay in force)\n";
+    const std::string kept = " (the old options stay in effect)\n";
     EXPECT_EQ(m_server->endWithText(),
-              "rynveld: o: the new options are in force\n"
+              "rynveld: o: the new options are in effect\n"
               "rynveld: o:2: unknown option '--bogus' (--help lists the options)" +
                   kept + "rynveld: o:1: --fault: the option cannot change while the server runs (restart the server)" +
                   kept + "rynveld: o: cannot read the options: Is a directory" + kept);

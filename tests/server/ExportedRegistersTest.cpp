@@ -162,9 +162,9 @@ TEST_F(ExportedRegistersTest, HaveEachSampleOnlyOnce) {
 
 TEST_F(ExportedRegistersTest, AreRefusedIfReadingThemHasASideEffect) {
     for (const std::string name : {"CLEARS", "PULSES", "PULSES.N"}) {
-        EXPECT_EQ(problemOf("seek.16." + name), "--export: seek.16: reading register " +
-                                                    name.substr(0, name.find('.')) +
-                                                    " has a side effect (metrics read their registers repeatedly)");
+        EXPECT_EQ(problemOf("seek.16." + name),
+                  "--export: seek.16: reading register " + name.substr(0, name.find('.')) +
+                      " has a side effect (the server reads an exported register repeatedly)");
     }
 }
 
@@ -196,7 +196,7 @@ TEST_F(ExportedRegistersTest, AreRefusedForDevicesThatTheServerDoesNotServe) {
     EXPECT_EQ(problemOf("far.STATUS"),
               "--export: device 'far' is remote (rynveld serves only devices of its own machine)");
     EXPECT_EQ(problemOf("missing.STATUS"),
-              "--export: no register map describes device 'missing' (--map names a register map)");
+              "--export: no register map describes device 'missing' (give the path of a register map with --map)");
     m_policy.devices = {"seek.8"};
     EXPECT_EQ(problemOf("seek.16.STATUS"), "--export: device 'seek.16' is not served (add --device seek.16)");
 }

@@ -136,10 +136,11 @@ TEST(Options, RefuseLocalSocketsThatCannotExist) {
                 "is not a listening address (use ADDRESS or ADDRESS:PORT, with an IPv4 address, or unix:/PATH)");
     for (const std::string mode : {"66", "00660", "668", "1777", "rw", "-60"}) {
         EXPECT_EQ(problemOf({"--listen", "unix:/a", "--socket-mode=" + mode}),
-                  "--socket-mode: '" + mode + "' is not the mode of a socket (for example 660)");
+                  "--socket-mode: '" + mode +
+                      "' is not a file mode (use 3 or 4 octal digits, at most 0777, for example 660)");
     }
     EXPECT_EQ(problemOf({"--listen", "unix:/a", "--socket-group", "no such group"}),
-              "--socket-group: unknown group 'no such group' (the file /etc/group lists the groups)");
+              "--socket-group: unknown group 'no such group' ('getent group' lists the groups)");
     EXPECT_EQ(problemOf({"--socket-mode", "660"}),
               "--socket-mode: the option requires a local socket (--listen unix:/PATH)");
     EXPECT_EQ(problemOf({"--socket-group", "root"}),
@@ -285,7 +286,7 @@ TEST_F(OptionsWithMaps, DescribeOnlySimulatedDevices) {
 TEST_F(OptionsWithMaps, RefuseAMapThatDescribesNoServedDevice) {
     const auto refusal = [](const std::string& path) {
         return "--map: '" + path +
-               "' does not describe any served device (a peripheral has the name of its device, for example "
+               "' does not describe any served device (a peripheral needs the name of its device, for example "
                "traf_top for traf.top)";
     };
     store("uio.svd", mapWith("uio_32", registerAt("0", "")));

@@ -43,7 +43,7 @@ std::string hexadecimal(PyObject* integer) {
     return utf8(text.get());
 }
 
-/** An integer object, and its value if 64 bits suffice. */
+/** A Python integer, and its value if the value fits in 64 bits. */
 class Integer {
 public:
     explicit Integer(PyObject* object) : m_integer(PyNumber_Index(object)) {
@@ -57,10 +57,10 @@ public:
 
     std::uint64_t value() const { return static_cast<std::uint64_t>(m_value); }
 
-    /** Returns the integer for a message. Does not write out a large integer. */
+    /** Returns the integer as text for a message; a bound in place of an integer that does not fit in 64 bits. */
     std::string text(bool isHexadecimal) const {
         if (m_overflow != 0) {
-            return m_overflow < 0 ? "below -2**63" : "above 2**63";
+            return m_overflow < 0 ? "below -2**63" : "2**63 or above";
         }
         return isHexadecimal ? hexadecimal(m_integer.get()) : std::to_string(m_value);
     }
@@ -88,7 +88,7 @@ std::string boundsOf(const DeviceProperties& device) {
                          : std::to_string(items) + " registers from " + place + " extend beyond " + boundsOf(device)));
 }
 
-/** Returns the index of a register with a byte address or an index. */
+/** Returns the index of the register at `place`, which is a byte address or an index. */
 std::uint64_t indexOf(const DeviceProperties& device, const Integer& place, bool isByteAddress, std::uint64_t items) {
     if (!place.isBetween(0, UINT32_MAX)) {
         failOutside(device, place.text(isByteAddress), items);
@@ -189,7 +189,7 @@ std::uint64_t parseCount(const DeviceProperties& device, PyObject* value) {
     const Integer count(value);
     if (!count.isBetween(0, device.registerCount)) {
         fail(ErrorKind::Range, device.name + ": count " + count.text(false) + " is not from 0 to " +
-                                   std::to_string(device.registerCount) + " (the registers of the device)");
+                                   std::to_string(device.registerCount) + " (the number of registers of the device)");
     }
     return count.value();
 }
@@ -216,11 +216,12 @@ std::optional<std::chrono::milliseconds> parseTimeout(PyObject* timeout, bool al
         return std::nullopt;
     }
     const double value = seconds(timeout);
-    // A comparison with a value that is not a number is false.
+    // A comparison with NaN is false.
     const bool isLongEnough = allowsZero ? value >= 0 : value > 0;
     if (!isLongEnough || !(value <= longestTimeout)) {
-        fail(ErrorKind::Value, std::string("timeout: not a time in seconds ") +
-                                   (allowsZero ? "from 0 to 1e9, nor None" : "above 0 and up to 1e9, nor None"));
+        fail(ErrorKind::Value, std::string("timeout: not a time ") +
+                                   (allowsZero ? "from 0 to 1e9 seconds (None means no time-out)"
+                                               : "above 0 and at most 1e9 seconds (None means the default)"));
     }
     return std::chrono::milliseconds(static_cast<long long>(std::ceil(value * 1000)));
 }
@@ -241,7 +242,8 @@ std::string parseText(const char* what, PyObject* text, bool isDeviceName) {
         fail(ErrorKind::UnknownDevice,
              utf8(shown.get()) + ": no device has this name (rynvel.devices() lists the names)");
     }
-    fail(ErrorKind::Value, std::string(what) + ": " + utf8(shown.get()) + " contains characters that are not allowed");
+    fail(ErrorKind::Value,
+         std::string(what) + ": " + utf8(shown.get()) + " contains a control character or an unpaired surrogate");
 }
 
 } // namespace RynvelPython

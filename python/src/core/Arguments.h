@@ -25,35 +25,35 @@ struct Call {
 };
 
 /**
- * Assigns the arguments of a call to parameters. An argument that is not given is null.
+ * Stores the argument of each parameter of a call in `values`. A parameter without an argument gets null.
  *
  * @param names the names of the parameters. The first `maxPositional` may also be given by position.
  */
 void assignArguments(const char* function, const Call& call, const char* const* names, PyObject** values,
                      std::size_t count, std::size_t maxPositional);
 
-/** Sets TypeError if a required argument is missing. */
+/** Fails with TypeError if a required argument is missing. */
 void requireArgument(const char* function, const char* name, const PyObject* value);
 
 /**
- * Returns the address of the first of `items` registers, in the unit of the device. One of `address`, a byte address,
- * and `index` must not be null.
+ * Returns the address of the first of `items` registers, in the unit of the device. Exactly one of `address`, a byte
+ * address, and `index` must be an integer. The other one must be null or None.
  */
 std::uint32_t parseAddress(const DeviceProperties& device, PyObject* address, PyObject* index, std::uint64_t items = 1);
 
-/** Returns a value or a mask of a register. @param what "value" or "mask". */
+/** Returns a value or a mask for a register of the device. @param what "value" or "mask", for messages. */
 std::uint32_t parseValue(const DeviceProperties& device, const char* what, PyObject* value);
 
-/** Returns a number of registers. */
+/** Returns a number of registers, from 0 to the number of registers of the device. */
 std::uint64_t parseCount(const DeviceProperties& device, PyObject* value);
 
 /** Returns whether the bytes of each register must be reversed. A null argument means the order of the processor. */
 bool parseByteOrder(PyObject* order);
 
-/** Returns a time-out in milliseconds; none for None and for a null argument. @param allowsZero whether 0 is valid. */
+/** Returns a time-out, rounded up to milliseconds; none for None and null. @param allowsZero whether 0 is valid. */
 std::optional<std::chrono::milliseconds> parseTimeout(PyObject* timeout, bool allowsZero);
 
-/** Returns a text as UTF-8. @param isDeviceName whether an unusable text is an unknown device. */
+/** Returns a text as UTF-8. @param isDeviceName whether an unusable text raises UnknownDeviceError, not ValueError. */
 std::string parseText(const char* what, PyObject* text, bool isDeviceName);
 
 } // namespace RynvelPython

@@ -55,10 +55,11 @@ void deallocate(PyObject* self) {
 } // namespace
 
 void addBlockType(PyObject* module) {
-    static PyType_Slot slots[] = {{Py_tp_dealloc, reinterpret_cast<void*>(deallocate)},
-                                  {Py_bf_getbuffer, reinterpret_cast<void*>(exportBuffer)},
-                                  {Py_tp_doc, const_cast<char*>("The memory of a block of registers.")},
-                                  {0, nullptr}};
+    static PyType_Slot slots[] = {
+        {Py_tp_dealloc, reinterpret_cast<void*>(deallocate)},
+        {Py_bf_getbuffer, reinterpret_cast<void*>(exportBuffer)},
+        {Py_tp_doc, const_cast<char*>("The memory of the registers that read_block() has read.")},
+        {0, nullptr}};
     static PyType_Spec spec{"rynvel._core.Block", sizeof(Block), 0,
                             Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION | Py_TPFLAGS_IMMUTABLETYPE, slots};
     PyObject* const type = PyType_FromSpec(&spec);

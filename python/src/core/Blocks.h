@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file
- * Memory with the registers of a burst.
+ * The memory for the result of a burst.
  */
 #ifndef RYNVEL_PYTHON_BLOCKS_H
 #define RYNVEL_PYTHON_BLOCKS_H
@@ -16,7 +16,7 @@ namespace RynvelPython {
 void addBlockType(PyObject* module);
 
 /**
- * Returns an object that exports memory for `items` registers as a buffer, whose bytes are 0.
+ * Returns an object that exports memory for `items` registers as a buffer. The memory is initially 0.
  *
  * @param isBigEndian whether the format of the buffer says that the items have network byte order.
  * @throws PythonError

@@ -25,7 +25,7 @@ struct DeviceState {
     std::shared_ptr<OpenDevice> device;
     /** Stays valid after close(). */
     DeviceProperties properties;
-    /** The present or last use of the interrupts. */
+    /** The current or latest use of the interrupts. */
     std::weak_ptr<InterruptSession> session;
     bool isSessionStarting = false;
     unsigned int forks;
@@ -52,7 +52,7 @@ DeviceState& stateOf(PyObject* self) { return *reinterpret_cast<DeviceObject*>(s
                          state.properties.name + ": the device was opened before the process forked (open it again)");
 }
 
-/** Returns the open device. Convert all arguments before, because a conversion may close the device. */
+/** Returns the open device. Convert all arguments before this call, because a conversion may close the device. */
 const std::shared_ptr<OpenDevice>& usable(const DeviceState& state) {
     if (__builtin_expect(!state.device || state.forks != Forks::count(), 0)) {
         throwUnusable(state);
@@ -63,13 +63,13 @@ const std::shared_ptr<OpenDevice>& usable(const DeviceState& state) {
 PyObject* none() { return Py_NewRef(Py_None); }
 
 /**
- * Calls an operation on some registers of the open device. Releases the GIL for a device that may block,
- * and for many registers. For a few loads or stores, releasing the lock would take longer than the operation.
+ * Calls an operation on `items` registers of the open device. Holds the GIL for at most 1024 registers of a mapped
+ * device, because releasing the GIL would take longer than a few loads or stores. Otherwise, releases the GIL.
  */
 template <typename Operation>
 void operate(const DeviceState& state, std::uint64_t items, const Operation& operation) {
-    // With an access time of 1 microsecond, a burst of this many registers takes less time than a thread has before the
-    // interpreter switches to the next one.
+    // With an access time of 1 microsecond, a burst of this many registers is shorter than the interpreter's default
+    // switch interval of 5 ms.
     constexpr std::uint64_t fewItems = 1024;
     const auto& device = usable(state);
     if (!device->mayBlock()) {
@@ -80,14 +80,14 @@ void operate(const DeviceState& state, std::uint64_t items, const Operation& ope
         }
         installBusErrorGuard();
     }
-    // Another thread may close the device meanwhile.
+    // Keeps the object alive, because another thread may close the device during the operation.
     const std::shared_ptr<OpenDevice> kept = device;
     unlocked([&] { operation(*kept); });
 }
 
 /**
- * Returns whether an argument is the byte address of `items` registers, as a small integer, and stores the address in
- * the device's unit. If the result is false, parseAddress() finds the address or the error.
+ * Returns whether an argument is an int with the valid byte address of `items` registers, and stores the address in the
+ * unit of the device. If the result is false, call parseAddress(), which returns the address or reports the error.
  */
 bool isPlainAddress(const DeviceProperties& device, PyObject* argument, std::uint64_t items, std::uint32_t& address) {
     if (argument == nullptr || !PyLong_CheckExact(argument)) {
@@ -180,8 +180,8 @@ public:
     std::uint64_t items() const { return static_cast<std::uint64_t>(m_view.len) / m_bytes; }
 
 private:
-    // Returns whether the buffer has items of the width and byte order of the registers. The other checks would take a
-    // large part of the time of a burst.
+    // Returns whether the items are plain unsigned integers of the register width, so that the other checks are
+    // unnecessary. Those checks would take a large part of the time of a burst.
     bool isPlain() const {
         if (m_view.format == nullptr || m_view.itemsize != static_cast<Py_ssize_t>(m_bytes)) {
             return false;
@@ -198,7 +198,7 @@ private:
         return m_view.itemsize > 1 && m_view.format != nullptr && std::strspn(m_view.format, characters) > 0;
     }
 
-    /** Returns whether the items are integers. A character of one byte is an integer, too. */
+    /** Returns whether the items are integers. The format 'c', a character of one byte, also counts as an integer. */
     bool hasIntegers() const {
         if (m_view.format == nullptr) {
             return true;
@@ -229,7 +229,7 @@ private:
     unsigned int m_bytes = 0;
 };
 
-/** Calls `transfer` for parts of a burst, and the signal handlers of the program between the parts. */
+/** Calls `transfer` for each part of a burst, and signal handlers between the parts, at most every 50 ms. */
 template <typename Transfer>
 void transferParts(OpenDevice& device, std::uint32_t address, char* memory, std::uint64_t items,
                    const Transfer& transfer) {
@@ -245,7 +245,7 @@ void transferParts(OpenDevice& device, std::uint32_t address, char* memory, std:
     }
 }
 
-/** Calls `transfer` with memory that is aligned like an array of registers. */
+/** Calls `transfer` with memory that is aligned like an array of registers. If `memory` is not aligned, uses a copy. */
 template <typename Before, typename Transfer, typename After>
 void transferAligned(OpenDevice& device, char* memory, std::uint32_t items, const Before& before,
                      const Transfer& transfer, const After& after) {
@@ -343,10 +343,10 @@ void stopInterrupts(DeviceState& state) {
     }
 }
 
-/** Closes the device. Does not change the state of the device in the process that has forked this one. */
+/** Closes the device. In a forked child, does not disable the interrupts, because the parent may use them. */
 void close(DeviceState& state) {
     const std::shared_ptr<OpenDevice> device = std::exchange(state.device, nullptr);
-    // Without a device, an earlier call may have been interrupted.
+    // Stops the interrupts even if the device is already closed, because a signal may have interrupted an earlier call.
     if (state.forks == Forks::count()) {
         stopInterrupts(state);
     }
@@ -378,7 +378,7 @@ PyObject* startInterrupts(PyObject* self, PyObject* /*unused*/) {
         }
         state.isSessionStarting = false;
         state.session = session;
-        // Another thread may have closed the device meanwhile.
+        // Another thread may have closed the device while this thread did not hold the GIL.
         if (!state.device) {
             stopInterrupts(state);
             throwUnusable(state);
@@ -448,7 +448,7 @@ PyObject* newDevice(PyTypeObject* type, PyObject* arguments, PyObject* named) {
     });
 }
 
-// The destructor runs without an exception, and keeps the exception that is being handled.
+// Saves the exception that is being handled, because close() must run with a clear error indicator.
 void finalizeDevice(PyObject* self) {
     PyObject* type = nullptr;
     PyObject* value = nullptr;
@@ -517,8 +517,8 @@ void addDeviceType(PyObject* module) {
             "another device of this machine, and 128 for a remote device. On seekable devices of 16 or 32 bits and on\n"
             "FPGAs, each register is a part. The GIL is held during a burst of at most 1024 registers of a mapped\n"
             "device, and released for all other bursts.\n\n"
-            "Raises WidthError for a buffer of another width, ValueError for one whose items have another byte order\n"
-            "than the registers get, and the errors of read()."),
+            "Raises WidthError if the items of the buffer have another width, ValueError if their format has another\n"
+            "byte order than byteorder, and the errors of read()."),
         method("write_from", writeFrom,
                "write_from($self, address, buffer, *, index=None, byteorder='host')\n--\n\n"
                "Writes the items of a buffer to consecutive registers, in ascending order.\n\n"
@@ -527,14 +527,14 @@ void addDeviceType(PyObject* module) {
                "read_block($self, address, count, *, index=None, byteorder='host')\n--\n\n"
                "Reads consecutive registers and returns them as a memoryview of the width of the registers.\n\n"
                "The items have the format B, H or I. With byteorder='network', the bytes of each register are in\n"
-               "big-endian order, and the format is >H or >I. bytes() and numpy.asarray() understand this format. An\n"
-               "index, list() and tolist() of the memoryview raise NotImplementedError.\n\n"
+               "big-endian order, and the format is >H or >I. bytes() and numpy.asarray() support this format.\n"
+               "Indexing the memoryview raises NotImplementedError, and so do list() and tolist().\n\n"
                "The rules and the errors of read_into() apply."),
         {"close", closeDevice, METH_NOARGS,
          "close($self, /)\n--\n\n"
          "Disables the interrupts if they are in use, and closes the device.\n\n"
          "Ends the wait of another thread with ClosedError. A closed device stays closed.\n\n"
-         "Ctrl-C ends a close() that waits for another thread. Call it again to disable the interrupts."},
+         "Ctrl-C ends a close() that waits for another thread. Call close() again to disable the interrupts."},
         {"_start_interrupts", startInterrupts, METH_NOARGS, "Enables the interrupts and returns a Session."},
         {nullptr, nullptr, 0, nullptr}};
     static PyGetSetDef attributes[] = {
@@ -561,7 +561,8 @@ void addDeviceType(PyObject* module) {
 InterruptSession& sessionOf(PyObject* self) {
     const auto* const object = reinterpret_cast<SessionObject*>(self);
     if (object->forks != Forks::count()) {
-        throw OperationError(ErrorKind::Forked, "the interrupts were enabled before the process forked");
+        throw OperationError(ErrorKind::Forked,
+                             "the interrupts were enabled before the process forked (open the device again)");
     }
     return **object->session;
 }
@@ -629,11 +630,12 @@ void deallocateSession(PyObject* self) {
 void addSessionType(PyObject* module) {
     static PyMethodDef methods[] = {
         {"wait", waitForInterrupt, METH_O,
-         "Waits for the next interrupt and returns its word; None after the time-out."},
-        {"enable", enableInterrupts, METH_NOARGS, "Enables the interrupt if the last one has disabled it."},
+         "Waits for the next interrupt and returns its interrupt word; None after the time-out."},
+        {"enable", enableInterrupts, METH_NOARGS,
+         "Enables the interrupt if the delivery of the previous interrupt has disabled it."},
         {"stop", stopSession, METH_NOARGS, "Disables the interrupts and releases them."},
         {"descriptors", sessionDescriptors, METH_NOARGS,
-         "Returns two descriptors: one that is readable when an interrupt arrives, one after stop()."},
+         "Returns two descriptors: one is readable when an interrupt arrives, the other one after stop()."},
         {nullptr, nullptr, 0, nullptr}};
     static PyType_Slot slots[] = {{Py_tp_dealloc, reinterpret_cast<void*>(deallocateSession)},
                                   {Py_tp_finalize, reinterpret_cast<void*>(finalizeSession)},

@@ -26,7 +26,7 @@ constexpr std::array<const char*, 17> classNames{"Error",
                                                  "ClosedError",
                                                  "ForkedError"};
 
-/** The module holds the classes until the process ends. */
+/** The exception classes. The module never releases these references. */
 std::array<PyObject*, classNames.size()> classes{};
 
 PyObject* classOf(ErrorKind kind) {

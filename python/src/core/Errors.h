@@ -61,7 +61,7 @@ void loadErrors();
  * Sets the error indicator. The text may contain any bytes.
  *
  * @param systemError the error number of a system call; 0 if there is none.
- * @return null, which is the result of a function of the module that fails.
+ * @return null, so that a function of the module that fails can return this result.
  */
 PyObject* raise(ErrorKind kind, const std::string& text, int systemError = 0);
 

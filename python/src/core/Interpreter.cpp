@@ -19,8 +19,8 @@ constexpr std::chrono::milliseconds checkInterval(50);
 }
 
 /**
- * Stops the thread forever if an exception leaves the scope. When the interpreter ends, it unwinds the stack of a
- * thread that takes the GIL. Destructors of other objects would then use the interpreter without the GIL.
+ * Blocks the thread forever if an exception leaves the scope. During finalization, the interpreter unwinds the stack of
+ * a thread that tries to take the GIL. Destructors of other objects would then use the interpreter without the GIL.
  */
 class StopUnlessReached {
 public:
@@ -72,14 +72,14 @@ void UnlockedWork::release() {
     m_state = PyEval_SaveThread();
 }
 
-// The interpreter begins to end with the GIL, and the thread clears m_isLocking with that lock. If
-// m_isLocking is true after that, the thread does not have the lock, and will not get it.
+// The thread that finalizes the interpreter holds the GIL, and other threads clear m_isLocking only while they hold the
+// GIL. If m_isLocking is true during the finalization, the thread of this work waits for the GIL, and never gets it.
 bool UnlockedWork::isLost() const { return isInterpreterEnding() && m_isLocking; }
 
 void UnlockedWork::checkSignals() {
     UnlockedWork& work = *s_current;
     work.lock();
-    // A handler may itself call functions that work without the lock.
+    // A handler may itself work without the GIL, which changes s_current.
     const int result = PyErr_CheckSignals();
     work.release();
     s_current = &work;

@@ -18,8 +18,8 @@
 namespace RynvelPython {
 
 /**
- * Work of a thread without the GIL. The class has no destructor that takes the lock: when the interpreter
- * ends, a thread that takes the lock never returns.
+ * Work of a thread without the GIL. The class has no destructor that takes the GIL: during the finalization of
+ * the interpreter, a thread that tries to take the GIL never returns.
  */
 class UnlockedWork {
 public:
@@ -35,24 +35,24 @@ public:
     static void checkSignals();
 
     /**
-     * Calls checkSignals() if some time has passed since the last call. In a long burst, calling it for each chunk
-     * would make the thread wait for the GIL each time.
+     * Calls checkSignals() if 50 ms have passed since the last check. Without this limit, a long burst would wait for
+     * the GIL after each part.
      */
     static void checkSignalsSometimes();
 
-    /** Returns the work of the calling thread, which must work without the GIL. */
+    /** Returns the work of the calling thread; null if the thread has not released the GIL with this class. */
     static const UnlockedWork* current() { return s_current; }
 
     /** Returns whether the calling thread does this work, or does other work in a signal handler during this work. */
     bool isOfThisThread() const { return m_thread == std::this_thread::get_id(); }
 
     /**
-     * Returns whether the work never continues: the thread waits for the GIL, and the interpreter ends.
-     * The thread then keeps what it has locked. Any thread may call this function.
+     * Returns whether the work never continues, because the interpreter ends while the thread waits for the GIL. The
+     * mutexes of the thread then stay locked. Any thread may call this function.
      */
     bool isLost() const;
 
-    /** Waits until a condition is true. Calls signal handlers meanwhile, without the mutex. @throws PythonError */
+    /** Waits until a condition is true. Calls signal handlers every 100 ms, without the mutex. @throws PythonError */
     template <typename Condition>
     static void waitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
                           const Condition& isReached) {

@@ -21,7 +21,7 @@ constexpr int noDescriptor = -1;
 
 } // namespace
 
-/** Makes the calling thread the only one that waits. */
+/** Marks the calling thread as the only one that waits, while the object exists. */
 class InterruptSession::Waiter {
 public:
     explicit Waiter(InterruptSession& session) : m_session(session) {
@@ -91,8 +91,8 @@ std::optional<std::uint32_t> InterruptSession::wait(const Common::Deadline& dead
     }
 }
 
-// Another process may have taken the interrupt, or the driver may always report readiness. The pause keeps the loop
-// from using the whole processor.
+// If the descriptor is readable but there is no interrupt, another process may have taken the interrupt, or the driver
+// may always report readiness. The function then pauses, so that the loop in wait() does not use a whole processor.
 std::optional<std::uint32_t> InterruptSession::waitOnce(const Common::Deadline& deadline) {
     if (!poll(m_descriptor, deadline)) {
         return std::nullopt;

@@ -22,14 +22,14 @@ namespace RynvelPython {
 /**
  * The use of the interrupts of a device, from enabling to disabling them.
  *
- * The driver of a UIO device disables the interrupt when it arrives. The next wait enables it again, after the program
- * has cleared the source of the interrupt. One interrupt of a source that stays active therefore arrives only once.
+ * The driver of a UIO device disables the interrupt when it arrives. The next wait() enables the interrupt again, so
+ * the program can clear the source first. A source that stays active until then does not cause a second interrupt.
  *
- * Threads: any thread may call stop(). Only one thread at a time may call the other functions.
+ * Threads: any number may use the object at once. wait() and enableForWait() fail while another thread waits.
  */
 class InterruptSession {
 public:
-    /** Prepares and enables the interrupts. Call this function without the GIL, like all others. */
+    /** Prepares and enables the interrupts. Call this function, wait(), enableForWait() and stop() without the GIL. */
     explicit InterruptSession(std::shared_ptr<OpenDevice> device);
     InterruptSession(const InterruptSession&) = delete;
     InterruptSession& operator=(const InterruptSession&) = delete;
@@ -42,18 +42,18 @@ public:
      */
     std::optional<std::uint32_t> wait(const Common::Deadline& deadline);
 
-    /** Enables the interrupt if the last one has disabled it. A later wait() then need not enable it. */
+    /** Enables the interrupt if the previous delivery has disabled it. A later wait() then does not enable it. */
     void enableForWait();
 
     /**
-     * Ends a wait of another thread, disables the interrupts, and releases them. Does nothing if they are released.
+     * Ends a wait of another thread, and disables and releases the interrupts. Does nothing after the release.
      *
      * @throws OperationError if the interrupts cannot be disabled. They are released nevertheless.
      * @throws PythonError if a signal handler ends the wait for the other thread. Another call then continues.
      */
     void stop();
 
-    /** Returns whether stop() has released the interrupts, or does so now. */
+    /** Returns whether stop() has released the interrupts, or is about to release them. */
     bool isReleased() const;
     /** @throws OperationError after stop(). */
     void requireActive() const;
@@ -68,10 +68,10 @@ private:
 
     void enable();
     std::optional<std::uint32_t> waitOnce(const Common::Deadline& deadline);
-    /** Waits until a descriptor is readable. @return whether the descriptor of the device is. */
+    /** Waits until `descriptor` is readable, for at most 100 ms. @return whether it is readable; false for -1. */
     bool poll(int descriptor, const Common::Deadline& deadline) const;
     [[noreturn]] void throwClosed() const;
-    /** Makes wait() end. @return whether the caller must release the interrupts. */
+    /** Ends wait() in another thread. @return whether the caller must release the interrupts. */
     bool requestStop();
 
     const std::shared_ptr<OpenDevice> m_device;

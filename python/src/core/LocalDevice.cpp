@@ -18,12 +18,12 @@ namespace {
 using Common::AccessMethod;
 using Common::AccessResult;
 
-/** The number of registers for which a burst of a mapped device holds the mutex. */
+/** The maximum number of registers in one part of a burst of a mapped device. */
 constexpr std::uint32_t mappedItems = 4096;
-/** The same for other local devices, whose registers each take a system call or a byte of a system call. */
+/** The same for other local devices, on which each register may take a system call. */
 constexpr std::uint32_t fileItems = 256;
 
-/** The number of accesses of this thread until the next check of the handler of bus errors. */
+/** The number of accesses of this thread until the next call of installBusErrorGuard(). */
 thread_local unsigned int uncheckedAccesses = 0;
 
 std::string hexadecimal(std::uint32_t number) {

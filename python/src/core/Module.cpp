@@ -20,7 +20,7 @@ namespace {
 
 namespace py = pybind11;
 
-/** The name, kind, width, path, server, and whether the device file exists. */
+/** Returns the name, kind, width, path and server of a device, and whether its device file exists. */
 py::tuple describe(const Rynvel::MemoryDevice& row) {
     const Common::DeviceTypeInfo& type = *Common::findDeviceTypeInfo(row.m_type);
     if (type.access == Common::AccessMethod::Remote) {
@@ -94,12 +94,14 @@ void build(py::module_& module) {
     module.def("devices", listDevices, "Returns the rows of the device table.");
     module.def("trace_attach", attachTraces, "Collects the traces of all channels.");
     module.def("trace_detach", detachTraces, "Sends the traces to the configured sink again.");
-    module.def("trace_wait", waitForTraces, py::arg("timeout"), "Waits for traces.");
+    module.def("trace_wait", waitForTraces, py::arg("timeout"),
+               "Waits until there are traces, or for the time-out in seconds.");
     module.def("trace_take", takeTraces, "Returns the traces since the last call.");
     module.def(
         "trace_wake_up", [] { TraceQueue::instance().wakeUp(); }, "Ends the wait of another thread.");
     module.def(
-        "trace_lost", [] { return TraceQueue::instance().lost(); }, "Returns the number of lost traces.");
+        "trace_lost", [] { return TraceQueue::instance().lost(); },
+        "Returns the number of traces that did not fit in the queue.");
     module.def("trace_channels", listChannels, "Returns the names and levels of all channels.");
     module.def("trace_set_level", ZilTraceControl::setLevel, py::arg("pattern"), py::arg("level"),
                "Sets the level of the channels that match a pattern. Returns whether both are valid.");

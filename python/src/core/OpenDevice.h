@@ -29,7 +29,7 @@ struct DeviceProperties {
     std::string server;
     /** The number of registers that an address can select. */
     std::uint64_t registerCount;
-    /** Whether `registerCount` comes from the map of the device. Otherwise, it comes from the size of an address. */
+    /** Whether the size of the map determines `registerCount`. Otherwise, 32-bit addresses determine it. */
     bool hasMap;
     /** Whether the unit of an address is known. If it is not, only register 0 can be used. */
     bool isUnitKnown;
@@ -39,7 +39,7 @@ struct DeviceProperties {
 
 /**
  * A device of this machine or of a server. The functions throw an OperationError for each failure, and a PythonError if
- * a signal handler ends them. An address is in the unit of the device, and inside of the device.
+ * a signal handler ends them. An address must be in the unit of the device, and inside the device.
  *
  * Threads: any number of threads may use registers. Interrupts are for one thread at a time.
  */
@@ -52,7 +52,7 @@ public:
 
     const DeviceProperties& properties() const { return m_properties; }
 
-    /** Whether operations on single registers may block for longer than a load or a store. */
+    /** Returns whether an operation on a single register may take longer than a load or a store. */
     virtual bool mayBlock() const = 0;
 
     virtual std::uint32_t read(std::uint32_t address) = 0;
@@ -70,7 +70,7 @@ public:
     virtual int prepareInterrupts() = 0;
     virtual void enableInterrupts() = 0;
     virtual void disableInterrupts() = 0;
-    /** Undoes prepareInterrupts(), even after a call that has failed. */
+    /** Undoes prepareInterrupts(), even if prepareInterrupts() has failed. */
     virtual void releaseInterrupts() = 0;
     /** Returns the interrupt word when the descriptor is ready; none if there is no interrupt after all. */
     virtual std::optional<std::uint32_t> receiveInterrupt() = 0;
@@ -82,7 +82,7 @@ private:
     DeviceProperties m_properties{};
 };
 
-/** What a program asks for when it opens a device. */
+/** The arguments with which a program opens a device. */
 struct OpenRequest {
     std::string name;
     /** The address of the server; none for a device of the device table. */
@@ -103,8 +103,8 @@ void installBusErrorGuard();
 
 /**
  * Calls installBusErrorGuard() again, because the program may have replaced the handler or blocked the signal. Does so
- * in the first call of a thread, in the first call after installBusErrorGuard(), and then once in 256 calls: the system
- * calls take longer than the access to a register.
+ * in the first call of a thread, in the first call after installBusErrorGuard(), and then once in 256 calls, because
+ * the system calls take longer than the access to a register.
  */
 void refreshBusErrorGuard();
 
@@ -124,7 +124,7 @@ std::shared_ptr<OpenDevice> openRemote(const std::string& name, const std::strin
                                        const Common::DeviceTypeInfo& type, bool isTypeKnown,
                                        std::chrono::milliseconds timeout);
 
-/** Returns whether bursts of the device type transfer one register at a time, because the library's do not succeed. */
+/** Returns whether bursts must transfer single registers, because the library's bursts fail for the device type. */
 inline bool hasOnlySingleTransfers(const Common::DeviceTypeInfo& type) {
     return type.access == Common::AccessMethod::Seekable && type.width > 8;
 }

@@ -84,7 +84,7 @@ auto call(const std::string& label, const Operation& operation) {
 }
 
 class RemoteDeviceOnServer final : public OpenDevice {
-    // The functions below deduce their types from the result of this one.
+    // The first member, because its return type must be deduced before other functions use it.
     template <typename Operation>
     auto exchange(const Operation& operation) {
         const InterruptibleLock lock(m_usage, label());
@@ -150,8 +150,8 @@ public:
     void releaseInterrupts() override { m_device.disarm(); }
 
     // Does not lock the connection for requests, because the interrupts have a connection of their own. Does not wait
-    // for the rest of a record: the session waits, until its own deadline. A signal handler that ran here could close
-    // the device, and this function would use a connection that is destroyed.
+    // for the rest of a record, because the caller waits until its own deadline. During a wait in this function, a
+    // signal handler could close the device and destroy the connection.
     std::optional<std::uint32_t> receiveInterrupt() override {
         return call(label(), [&] { return m_device.takeInterrupt(); });
     }

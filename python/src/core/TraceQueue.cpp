@@ -12,7 +12,7 @@ TraceQueue& TraceQueue::instance() {
     return queue;
 }
 
-// In a forked child, the threads that held the mutex or waited do not exist.
+// A forked child gets a new state, because the threads that held the mutex or waited do not exist in the child.
 TraceQueue::TraceQueue() {
     pthread_atfork(nullptr, nullptr, [] { instance().m_state = new State; });
 }

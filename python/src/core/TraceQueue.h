@@ -19,7 +19,7 @@
 
 namespace RynvelPython {
 
-/** A trace that outlives the call that has traced it. */
+/** A copy of a trace, which stays valid after the call that wrote the trace. */
 struct Trace {
     std::string channel;
     int level;
@@ -33,11 +33,11 @@ struct Trace {
 };
 
 /**
- * Collects the traces of the process while it is attached.
+ * Collects the traces of the process while the queue is attached.
  *
  * The library calls a sink in the thread that traces, which may hold the mutex of a device. The sink therefore never
- * takes the GIL: it only stores a copy. The only queue exists until the process ends, because a thread may
- * trace or wait until then.
+ * takes the GIL: it only stores a copy. The queue is a singleton that is never destroyed, because a thread may trace or
+ * wait until the process ends.
  */
 class TraceQueue final : public ZilTraceControl::Sink {
 public:
@@ -71,7 +71,7 @@ private:
         bool isWokenUp = false;
     };
 
-    /** Changes only in a forked child. */
+    /** The pointer changes only in a forked child. */
     State* m_state = new State;
 };
 

@@ -37,7 +37,7 @@ public:
         }
     }
 
-    /** Adds the name of an element, or the name of its array. */
+    /** Adds the name of a register or cluster; for an element of an array, the name of the array. */
     template <typename T>
     void addOf(const T& contents) {
         const auto& array = contents.arrayElement.array;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 /**
  * @file
- * A register map as the Python package shows it: groups of registers, registers and fields.
+ * A register map as the Python package presents it: groups of registers, registers and fields.
  *
- * A view keeps its map alive.
+ * The views of a map share the ownership of the map.
  */
 #ifndef RYNVEL_PYTHON_MAPVIEW_H
 #define RYNVEL_PYTHON_MAPVIEW_H
@@ -46,15 +46,15 @@ using SharedMap = std::shared_ptr<const DeviceMap>;
  * Searches the map of a device.
  *
  * @param width the register width of the device in bits.
- * @param paths the map files and folders; empty to search those of the environment or of the machine.
+ * @param paths the map files and folders; empty to search the maps of the environment or of the machine.
  * @return the map; null if no file describes the device.
- * @throws Maps::UnusableMap if a map cannot be read or does not count bytes.
+ * @throws Maps::UnusableMap if a map cannot be read, or if its addresses do not count bytes.
  * @throws Common::ReadTimedOut if a pipe does not deliver its map by the deadline.
  */
 SharedMap loadMap(const std::string& deviceName, unsigned int width, std::vector<std::string> paths,
                   const Common::Deadline& deadline);
 
-/** An element of an array: its own name, or its position, and the texts of its index. */
+/** An element of an array: its name or position, and the texts that select the element as an index. */
 template <typename Name>
 struct Element {
     Name name;
@@ -70,7 +70,7 @@ struct DeviceWrite {
 
 /** The part of a field write that does not depend on the value. */
 struct FieldPlan {
-    /** The bits that the write sets besides the field. */
+    /** The value of the other bits that the write must set. */
     std::uint64_t kept;
     std::optional<std::uint64_t> mask;
     /** Whether the map restricts the values further than the width of the field does. */
@@ -88,7 +88,7 @@ public:
     std::string obstacle() const { return m_map->registers().obstacleTo(m_located); }
     bool hasReadSideEffect() const { return m_word.hasReadSideEffect; }
 
-    /** Returns a number that registers with the same list of fields share. */
+    /** Returns an identifier, which is the same for all registers with the same list of fields. */
     std::uintptr_t shape() const { return reinterpret_cast<std::uintptr_t>(contents().fields.begin()); }
 
     /** Returns the position of the field that a name selects; none if the register has no such field. */
@@ -109,7 +109,8 @@ public:
     bool dependsOnOtherBits(std::uint64_t mask) const { return Maps::dependsOnOtherBits(m_located, mask); }
     /** @throws Maps::RefusedValue if the map does not allow the value that a masked write results in. */
     void requireResultAllowed(const DeviceWrite& write, std::uint64_t before) const;
-    /** @throws Maps::RefusedValue if the register cannot be read, or if reading it has a side effect. */
+    /** @throws Maps::RefusedValue if the register cannot be read, or if a read has a side effect that is not allowed.
+     */
     void requireReadable(bool allowsSideEffects) const;
 
 private:

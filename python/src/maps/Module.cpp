@@ -15,7 +15,7 @@ namespace RynvelPython {
 
 namespace {
 
-/** Returns a text of a map. A byte that is not UTF-8 becomes a surrogate. */
+/** Returns a text of a map as a Python text. A byte that is not UTF-8 becomes a surrogate. */
 py::str textOf(const std::string& text) {
     PyObject* const decoded =
         PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "surrogateescape");
@@ -34,7 +34,7 @@ py::list textsOf(const Texts& texts) {
     return result;
 }
 
-/** Returns a name that a program gives. Any text is accepted, because an unknown name does not fail here. */
+/** Returns a name from a program. Accepts any text, even with surrogates, because the search reports unknown names. */
 std::string nameIn(const py::str& text) {
     PyObject* const encoded = PyUnicode_AsEncodedString(text.ptr(), "utf-8", "surrogatepass");
     if (encoded == nullptr) {
@@ -85,7 +85,7 @@ py::list fieldArrayOf(const RegisterView& view, const py::str& name) {
     return elements;
 }
 
-/** Returns what a value of a field means, as a text or None. */
+/** Returns the name of a value of a field; None if the value has no name. */
 py::object meaningOf(const Maps::Field& field, std::uint64_t value) {
     const auto name = nameOfValue(field, value);
     return name ? py::object(textOf(*name)) : py::object(py::none());
@@ -193,12 +193,12 @@ void defineGroups(py::module_& module) {
 }
 
 /**
- * Defines an exception class for a C++ exception. The message may contain bytes of a path that are not UTF-8, which
- * py::register_exception() would replace by a UnicodeDecodeError.
+ * Defines an exception class for a C++ exception. The message may contain bytes of a path that are not UTF-8, for
+ * which py::register_exception() would raise UnicodeDecodeError instead.
  */
 template <typename Exception>
 void defineException(py::module_& module, const char* name) {
-    // The class lives as long as the interpreter.
+    // This reference to the class is never released.
     static PyObject* const type = py::exception<Exception>(module, name).release().ptr();
     py::register_exception_translator([](std::exception_ptr pointer) {
         try {

@@ -115,7 +115,7 @@ def test_a_value_is_not_compared_with_a_text() -> None:
         lambda: "slow" == value,
         lambda: value in ["fast"],
     ):
-        with pytest.raises(TypeError, match="compare its name with '(fast|slow)'"):
+        with pytest.raises(TypeError, match="compare the attribute name with '(fast|slow)'"):
             compare()
     assert value == 2 == value and value == 2.0 and value != 3 and value != 2.5 and value is not None
     assert {2: "a"}[value] == "a" and hash(value) == hash(2)
@@ -307,9 +307,9 @@ def test_names_that_collide_with_methods_are_items(device: rynvel.Device) -> Non
     device.regs.CTRL["read"] = 1
     assert device.regs.CTRL["read"] == 1
     assert callable(device.regs.CTRL.read)
-    with pytest.raises(AttributeError, match="a field of this name is an item"):
+    with pytest.raises(AttributeError, match="for a field of this name"):
         device.regs.CTRL.read = 1
-    with pytest.raises(AttributeError, match="a register of this name is an item"):
+    with pytest.raises(AttributeError, match="for a register of this name"):
         setattr(device.regs, "register", 1)
     device.regs["register"] = 3
     assert (device.regs["register"].read(), device.read(0x50)) == (3, 3)
@@ -370,7 +370,7 @@ def test_a_register_is_not_its_value(shared: rynvel.Device) -> None:
         for compare in each(lambda: shared.regs.SERIAL == number, lambda: number != shared.regs.SERIAL):
             with pytest.raises(TypeError, match=r"compare SERIAL.read\(\)"):
                 compare()
-    with pytest.raises(TypeError, match=r"give SERIAL.read\(\)"):
+    with pytest.raises(TypeError, match=r"call SERIAL.read\(\)"):
         assert shared.regs.SERIAL
     assert shared.regs.SERIAL == shared.regs["SERIAL"]
     assert shared.regs.SERIAL != shared.regs.CTRL
@@ -381,7 +381,7 @@ def test_a_copy_of_a_register_is_the_register(shared: rynvel.Device) -> None:
     regs = shared.regs
     for thing in (regs, regs.CTRL, regs.CTRL.LINE, regs.DATA, regs.CLOCK):
         assert copy.copy(thing) is thing and copy.deepcopy([thing])[0] is thing
-        with pytest.raises(TypeError, match="of traf.top|array .* belongs to this process"):
+        with pytest.raises(TypeError, match="of traf.top|array .* cannot be pickled"):
             pickle.dumps(thing)
 
 
