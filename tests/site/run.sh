@@ -51,7 +51,7 @@ refuses_a_link_without_a_target() {
 refuses_a_link_to_data() {
     copy_sources && printf '\377' >"$work/project/docs/data" &&
         printf '\nSee [the data](data).\n' >>"$work/project/docs/traces.md" &&
-        refuses 'assemble: docs/data: the file is not a text'
+        refuses 'assemble: docs/data: the file is not UTF-8 text'
 }
 
 refuses_a_link_out_of_the_project() {
