@@ -108,13 +108,14 @@ std::vector<HelpSection> helpSections() {
          {"run reads a command from each line of a file or, with -, of standard input. All lines use the same open "
           "devices. Blanks separate the words, and # begins a comment. Give global options with run. They apply to all "
           "lines.",
-          "If the command, an option or the number of arguments of a line is wrong, run names all such lines of the "
-          "file and runs no line. The exception is standard input: a line runs as soon as it has arrived.",
+          "If the command, an option or the number of arguments of a line is wrong, the command run names all such "
+          "lines, and runs no line of the file. The exception is standard input: a line runs as soon as it has "
+          "arrived.",
           "run ends at the first line that fails, with the status of this line. With --keep-going, it also runs the "
-          "remaining lines. It runs all lines of a file even if standard output no longer has a reader, and then ends "
-          "with status 1 if a line of the output is lost. An error message begins with FILE:LINE:. expect makes a line "
-          "fail if a register or a field does not have the given value, and sleep waits between two lines. expect also "
-          "reads a register if reading it has a side effect."}},
+          "remaining lines. If the reader of standard output closes the pipe, run still runs the lines of a file, and "
+          "then ends with status 1 if a line of the output is lost and no line has failed. An error message begins "
+          "with FILE:LINE:. expect makes a line fail if a register or a field does not have the given value, and "
+          "sleep waits between two lines. expect also reads a register if reading it has a side effect."}},
         {"Interrupts",
          {"wait enables the interrupt of a device. For each interrupt, it prints a line with the time and the "
           "interrupt word that the device reports.",

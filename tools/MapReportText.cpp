@@ -104,7 +104,7 @@ Rows propertiesOf(const DescribedRegister& described) {
     if (contents.resetValue) {
         const std::string bits = contents.resetMask == Maps::bitsOf(contents)
                                      ? ""
-                                     : " in the bits " + hexadecimal(contents.resetMask, contents.size);
+                                     : " (mask " + hexadecimal(contents.resetMask, contents.size) + ')';
         rows.push_back({"reset value:", resetValueOf(contents) + bits});
     }
     if (!contents.alternateRegister.empty()) {

@@ -510,7 +510,7 @@ def integer_of(value: SupportsIndex, name: str) -> int:
     try:
         return operator.index(value)
     except TypeError:
-        raise TypeError(f"{name} is not an integer but {type(value).__name__}") from None
+        raise TypeError(f"{name} must be an integer, not {type(value).__name__}") from None
 
 
 def _field_property(position: int, field: _maps.Field) -> property:
@@ -697,7 +697,7 @@ class RegisterGroup(_Handle):
         if not isinstance(found, Register):
             raise self._context.refusal(f"{path!r} is not a register (give the name of a register)")
         if isinstance(value, str):
-            raise TypeError(f"register {found._path}: the value is not an integer but str")
+            raise TypeError(f"register {found._path}: the value must be an integer, not str")
         found.write(value)
 
     def _child(self, name: str) -> Any:

@@ -39,7 +39,7 @@ Arguments joined(Arguments first, const Arguments& second) {
     return first;
 }
 
-/** Returns the number after the last colon of a text; 0 if there is none. */
+/** Returns the number after the last colon, or at the beginning of a text without a colon; 0 without a number. */
 std::uint16_t lastPortIn(const std::string& text) {
     const auto port = text.rfind(':') + 1;
     const bool isNumber = port < text.size() && std::isdigit(static_cast<unsigned char>(text[port])) != 0;

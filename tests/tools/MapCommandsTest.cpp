@@ -283,7 +283,7 @@ TEST_F(Descriptions, ShowTheSideEffectsOfARegister) {
                                       "width:             32 bits\n"
                                       "access:            read-only\n"
                                       "effect of a read:  clear\n"
-                                      "reset value:       0x00000000 in the bits 0x000000ff\n"
+                                      "reset value:       0x00000000 (mask 0x000000ff)\n"
                                       "\n"
                                       "   31    30:0\n"
                                       "+------+------+\n"

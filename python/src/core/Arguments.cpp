@@ -199,7 +199,7 @@ bool parseByteOrder(PyObject* order) {
         return false;
     }
     if (!PyUnicode_Check(order)) {
-        fail(ErrorKind::Type, "byteorder must be 'host' or 'network'");
+        fail(ErrorKind::Type, "byteorder must be 'host' or 'network', not " + std::string(Py_TYPE(order)->tp_name));
     }
     if (PyUnicode_CompareWithASCIIString(order, "host") == 0) {
         return false;

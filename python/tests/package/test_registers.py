@@ -147,7 +147,7 @@ def test_other_types_are_refused(shared: rynvel.Device, value: Any) -> None:
         lambda: shared.regs.CTRL.update(ENABLE=value),
         lambda: shared.regs.DATA.__setitem__(0, value),
     ):
-        with pytest.raises(TypeError, match="is not an integer but"):
+        with pytest.raises(TypeError, match="must be an integer, not"):
             access()
 
 

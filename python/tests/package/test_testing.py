@@ -100,7 +100,7 @@ def test_arguments_of_a_wrong_type_are_errors() -> None:
                 SimulatedServer(**{parameter: wrong})
     with SimulatedServer() as server:
         for wrong in (1.5, "x", b"1", [1]):
-            with pytest.raises(TypeError, match="^traf.top: the interrupt word is not an integer but "):
+            with pytest.raises(TypeError, match="^traf.top: the interrupt word must be an integer, not "):
                 server.raise_interrupt("traf.top", wrong)
         for wrong in (5, None, b"traf.top"):
             with pytest.raises(TypeError, match="is text, not"):
