@@ -384,7 +384,7 @@ TEST_F(LocalDevices, SayWhyTheyCannotBeOpened) {
     expect("read uio 0", 3, "", "rynvelctl: uio: uio_link: No such file or directory\n");
     m_folder.store("uio_link", "");
     expect("read uio 0", 3, "",
-           "rynvelctl: uio: uio_link: sysfs describes no memory map (the path must be a symbolic link with a bare name "
+           "rynvelctl: uio: uio_link: sysfs describes no memory map (the path must be a symbolic link to a bare name "
            "such as uio0)\n");
 }
 
