@@ -5,9 +5,9 @@
 # A stage writes messages to standard output and its results to JUnit files in the folder RYNVEL_RESULTS. It fails if it
 # cannot do all of its work.
 
-quick_stages=(format scripts site lint asan armhf python abi counts board installed dissector)
+quick_stages=(format scripts site lint asan armhf python abi board installed dissector)
 long_stages=(
-    tsan abitest builders analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels fleet packages
+    tsan counts abitest builders analyze bigendian hardened variants pythonlong wheel fuzz soak tunnels fleet packages
 )
 # The stages that run only on request. The stage hardened runs the same tests as the stage dev.
 other_stages=(dev)
@@ -230,7 +230,7 @@ coverage_is_complete() (
 # Some races occur only in a long run.
 stage_tsan() { RYNVEL_STRESS_SECONDS=${RYNVEL_STRESS_SECONDS:-$((10 + ${all:+20} + 0))} test_preset_by_program tsan; }
 # On an emulator, the starts of rynvelctl take most of the time, so only --all runs all of its tests.
-stage_armhf() { RYNVEL_TOOL_TEST_SHARDS=${RYNVEL_TOOL_TEST_SHARDS-3} test_preset_by_program armhf; }
+stage_armhf() { RYNVEL_TOOL_TEST_SHARDS=${RYNVEL_TOOL_TEST_SHARDS-6} test_preset_by_program armhf; }
 stage_bigendian() { test_preset_by_program bigendian; }
 stage_hardened() { test_preset hardened; }
 
